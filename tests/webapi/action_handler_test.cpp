@@ -24,7 +24,7 @@ std::string OneLine(const Json::Value &value) {
     return Json::writeString(builder, value);
 }
 
-TEST_F(Actions, ShapeTheirReplies) {
+TEST_F(Actions, MarkSuccessesAndFailures) {
     Action action;
     Json::Value reply(Json::objectValue);
     reply["data"]["x"] = 1;
@@ -35,7 +35,7 @@ TEST_F(Actions, ShapeTheirReplies) {
     action.SetError(reply, "section", nullptr, 77);
     EXPECT_EQ(OneLine(reply), R"({"data":{"x":1},"errno":{"key":"","line":77,"section":"section"},)"
                               R"("error":{"code":404},"success":false})");
-    // What can have no members gives way: a failure must not go out as a success.
+    // A value that can have no members is replaced, so that no failure goes out as a success.
     for (const Json::Value &odd : {Json::Value("text"), Json::Value(Json::arrayValue)}) {
         reply = Json::Value(Json::objectValue);
         reply["success"] = true;
@@ -50,7 +50,7 @@ TEST_F(Actions, ShapeTheirReplies) {
     }
 }
 
-TEST_F(Actions, WriteHeaderAndBody) {
+TEST_F(Actions, PrintHeaderAndStrictJson) {
     const std::pair<const char *, const char *> cases[] = {
         {nullptr, "Content-Type: application/json; charset=utf-8\r\n\r\n"},
         {"Status: 503 Busy\nRetry-After: 5", "Status: 503 Busy\r\nRetry-After: 5\r\n\r\n"},
@@ -64,7 +64,7 @@ TEST_F(Actions, WriteHeaderAndBody) {
         EXPECT_EQ(out.Text(), std::string(written) + R"({"t":"\"\\\u00e9\n\ud83c\udfb5</script>"})"
                                                      "\n");
     }
-    // Whatever a value holds, the answer is JSON that a strict reader takes.
+    // Neither bytes that are not UTF-8 nor numbers that JSON does not have.
     reply["t"] = "cut \xC3";
     reply["n"] = std::nan("");
     const Captured out(1);
@@ -72,7 +72,7 @@ TEST_F(Actions, WriteHeaderAndBody) {
     EXPECT_EQ(out.Text().substr(8), "{\"n\":null,\"t\":\"cut \\ufffd\"}\n");
 }
 
-TEST_F(Actions, TellOfAnOutputThatIsFull) {
+TEST_F(Actions, FailWhenTheOutputIsFull) {
     const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
     const int saved = fcntl(1, F_DUPFD_CLOEXEC, 3);
     std::fflush(stdout);
@@ -104,7 +104,7 @@ class RangeField : public SystemTest {
     }
 };
 
-TEST_F(RangeField, IsOneRangeOfBytes) {
+TEST_F(RangeField, SelectsOneRangeOfBytes) {
     const std::pair<const char *, const char *> cases[] = {
         {"bytes=0-99", "0-99"},     {"bytes=99-", "99-99"},
         {"bytes=5-1000", "5-99"},   {"bytes=-5", "95-99"},
@@ -125,7 +125,7 @@ TEST_F(RangeField, IsOneRangeOfBytes) {
     }
 }
 
-TEST_F(RangeField, CountsOnlyWhereItMay) {
+TEST_F(RangeField, CountsForPlainGetRequestsAlone) {
     EXPECT_EQ(Seek(100), "whole");
     setenv("HTTP_RANGE", "bytes=0-1", 1);
     EXPECT_EQ(Seek(1), "0-0");

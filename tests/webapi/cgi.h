@@ -5,17 +5,20 @@
 #include <sys/mman.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "platform/child.h"
 #include "support/spawn.h"
+#include "varn/packageconf.h"
+#include "varn/systempath.h"
 #include "webapi/described.h"
 
 namespace tonvale_test {
 
-// A process that has changed its user is not let look for its own leaks; other reports stay.
+// A process that has changed its user may not look for its own leaks. Other reports stay.
 inline void UseHandlerSanitizer() {
     setenv("ASAN_OPTIONS", "detect_leaks=0", 1);
 }
@@ -37,8 +40,8 @@ inline std::vector<std::string> CgiEnvironment(Variables variables) {
     return entries;
 }
 
-// What entry.cgi writes in an environment of the given variables and this process's root, as it is
-// described.
+// What entry.cgi writes in an environment of these variables and this process's root. Its answer
+// must match the description.
 inline std::string RunCgi(const Variables &variables, const std::string &input = "") {
     const int in = memfd_create("in", MFD_CLOEXEC);
     const int out = memfd_create("out", MFD_CLOEXEC);
@@ -54,9 +57,17 @@ inline std::string RunCgi(const Variables &variables, const std::string &input =
     return text;
 }
 
-// The same for a GET of alice's.
-inline std::string GetCgi(const std::string &query) {
-    return RunCgi({{"REQUEST_METHOD", "GET"}, {"QUERY_STRING", query}, {"REMOTE_USER", "alice"}});
+// The answer to a GET of alice's, unless `more` names another method or user.
+inline std::string GetCgi(const std::string &query, Variables more = {}) {
+    more.insert({{"REQUEST_METHOD", "GET"}, {"QUERY_STRING", query}, {"REMOTE_USER", "alice"}});
+    return RunCgi(more);
+}
+
+// Sets an option of the package, in a file that its account may read.
+inline void Configure(const char *name, const char *value) {
+    namespace fs = std::filesystem;
+    EXPECT_EQ(VARNAudioConfSet(name, value), 0) << name;
+    fs::permissions(SystemPath(varn::path::kPackageConf), fs::perms(0644));
 }
 
 }  // namespace tonvale_test

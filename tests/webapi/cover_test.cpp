@@ -10,14 +10,9 @@
 #include <vector>
 
 #include "misc/pictures.h"
-#include "programs/command.h"
-#include "support/fixture.h"
 #include "support/scripted_http.h"
-#include "varn/packageconf.h"
-#include "varn/sql.h"
-#include "varn/systempath.h"
 #include "varnindex/samples.h"
-#include "webapi/cgi.h"
+#include "webapi/api.h"
 
 namespace {
 
@@ -41,20 +36,16 @@ class CoverApi : public DatabaseTest {
     }
 
     // Alice's request for what `rest` names, with more variables of a web server.
-    static Answer Get(const std::string &rest, Variables more = {}) {
-        more.insert({{"REQUEST_METHOD", "GET"},
-                     {"QUERY_STRING", "version=1&api=VARN.Tonvale.Cover&method=get" + rest},
-                     {"REMOTE_USER", "alice"}});
-        const std::string text = RunCgi(more);
-        const std::size_t end = text.find("\r\n\r\n");
-        return {text.substr(0, end + 2), text.substr(end + 4)};
+    static Answer Get(const std::string &rest, const Variables &more = {}) {
+        const std::string text = GetCgi("version=1&api=VARN.Tonvale.Cover&method=get" + rest, more);
+        return {text.substr(0, text.find("\r\n\r\n") + 2), BodyOf(text)};
     }
     static std::string Body(const std::string &rest) { return Get(rest).body; }
     static bool Is(const Answer &answer, const char *status) {
         return answer.Has("Status: " + std::string(status) + " ");
     }
 
-    // A song of everybody's, or of a user's, that need not be there itself.
+    // A song that all users share or one user owns. Its file may be missing.
     static void AddSong(int id, const fs::path &path, const std::string &album = "",
                         unsigned user = 0) {
         fs::create_directories(path.parent_path());
@@ -69,7 +60,7 @@ class CoverApi : public DatabaseTest {
     }
 };
 
-TEST_F(CoverApi, AnswersPicturesByWhatIsInThem) {
+TEST_F(CoverApi, TellsThePicturesTypeByItsBytes) {
     const fs::path music = scratch() / "O'B 100%";
     AddSong(1, music / "a.mp3");
     EXPECT_TRUE(IsDefault(Get("&id=music_1")));
@@ -97,7 +88,7 @@ TEST_F(CoverApi, AnswersPicturesByWhatIsInThem) {
     EXPECT_TRUE(Body("&id=music_1") == large) << "the song's own picture is the first";
 }
 
-TEST_F(CoverApi, SavesWhatDidNotChange) {
+TEST_F(CoverApi, SendsOnlyPicturesThatChanged) {
     const fs::path cover = scratch() / "with" / "cover.jpg";
     const std::string lasting = "Cache-Control: private, max-age=300\r\n";
     AddSong(1, scratch() / "with" / "a.mp3");
@@ -114,7 +105,7 @@ TEST_F(CoverApi, SavesWhatDidNotChange) {
         EXPECT_FALSE(Get(id, {{"HTTP_IF_NONE_MATCH", "\"x\""}}).body.empty());
         const Answer head = Get(id, {{"REQUEST_METHOD", "HEAD"}});
         EXPECT_EQ(head.header + head.body, first.header);
-        // A cover that is new takes the place of the old one, or of the drawing.
+        // A new cover replaces the old one, or the drawing.
         Touch(scratch() / (id[10] == '1' ? "with/cover.jpg" : "without/folder.jpg"), kPng);
         EXPECT_EQ(Get(id, {{"HTTP_IF_NONE_MATCH", tag}}).body, kPng);
     }
@@ -125,14 +116,13 @@ TEST_F(CoverApi, SavesWhatDidNotChange) {
     EXPECT_NE(Get("&id=music_1", both).body, "");
 }
 
-TEST_F(CoverApi, ShowsWhatTheUserMaySeeAndNothingElse) {
+TEST_F(CoverApi, ShowsOnlyWhatTheUserMaySee) {
     const fs::path home = scratch() / "bob";
     AddSong(1, home / "own.mp3", "bob's", kBob);
     AddSong(2, scratch() / "own" / "b.mp3", "alice's", kAlice);
     Touch(home / "cover.jpg", kJpeg);
     Touch(scratch() / "own" / "cover.jpg", kPng);
-    Query(*varn::Sql("INSERT INTO directory (id, path, title) VALUES (5, '@VARN:VAR', 'bob');",
-                     home.string()));
+    Query(FolderSql(5, home));
     EXPECT_EQ(Body("&id=music_p_2"), kPng);
     for (const char *rest : {"&id=music_1", "&id=music_p_1", "&id=music_9", "&id=dir_5",
                              "&id=dir_9", "&album=bob%27s", "&album=none"}) {
@@ -140,8 +130,7 @@ TEST_F(CoverApi, ShowsWhatTheUserMaySeeAndNothingElse) {
     }
 }
 
-// Covers, ratings and sound, whether the folder is a link or the song in it. The indexed folder is
-// one itself.
+// The link is the indexed folder, a folder in it, or a song. Covers, ratings and sound agree.
 TEST_F(CoverApi, FollowsLinksToTheOwnersMusicOnly) {
     const fs::path music = scratch() / "linked";
     const fs::path home = root() / "volume1/homes/alice/music";
@@ -203,8 +192,7 @@ TEST_F(CoverApi, ChoosesForAlbumsAndFolders) {
     AddSong(3, scratch() / "100xy[x]" / "c.mp3", "other");
     Touch(music / "2" / "cover.jpg", kJpeg);
     Touch(scratch() / "100xy[x]" / "cover.jpg", kPng);
-    Query(*varn::Sql("INSERT INTO directory (id, path, title) VALUES (5, '@VARN:VAR', 'd');",
-                     music.string()));
+    Query(FolderSql(5, music));
     const std::string album = "&album=It%27s%20%22one%22";
     EXPECT_EQ(Body(album), kJpeg) << "of the first song that has one";
     EXPECT_EQ(Body(album + "&album_artist=A%27B"), kJpeg);
@@ -216,7 +204,7 @@ TEST_F(CoverApi, ChoosesForAlbumsAndFolders) {
     EXPECT_TRUE(IsDefault(Get("&id=dir_5")));
 }
 
-TEST_F(CoverApi, MakesTheSmallCopy) {
+TEST_F(CoverApi, MakesTheSmallCopyWhileThereIsAConverter) {
     const fs::path cover = scratch() / "cover.jpg";
     AddSong(1, scratch() / "a.mp3");
     Touch(scratch() / "a.mp3", "");
@@ -229,7 +217,7 @@ TEST_F(CoverApi, MakesTheSmallCopy) {
     EXPECT_EQ(Body("&id=music_1&size=original"), ReadFile(cover));
     fs::remove_all(scratch() / "@eaDir");
     {
-        // As many converters as there are processors run, and no more.
+        // Takes the turns of all converters: there are as many as processors.
         std::vector<std::unique_ptr<std::FILE, int (*)(std::FILE *)>> taken;
         for (unsigned i = 0; i < std::max(1U, std::thread::hardware_concurrency()); ++i) {
             const fs::path turn = At(varn::path::kEncoderSlots) / ("picture-" + std::to_string(i));
@@ -238,7 +226,7 @@ TEST_F(CoverApi, MakesTheSmallCopy) {
             fs::permissions(turn, fs::perms(0666));
         }
         EXPECT_EQ(Body(scaled), ReadFile(cover));
-        // A copy that is there takes no turn, whatever version made it.
+        // A copy of an earlier version needs no turn.
         const fs::path earlier = scratch() / "@eaDir" / "a.mp3" / "ART_NBAUDIO.jpg";
         Touch(earlier, small.body);
         EXPECT_EQ(Body(scaled), small.body);
@@ -255,7 +243,7 @@ TEST_F(CoverApi, MakesTheSmallCopy) {
     EXPECT_NE(Body(scaled), ReadFile(cover)) << "another picture";
 }
 
-TEST_F(CoverApi, KeepsCopiesOfAnySideWithinABound) {
+TEST_F(CoverApi, KeepsCopiesOfAnySizeWithinABound) {
     const fs::path cover = scratch() / "cover.jpg";
     const fs::path copies = At(varn::path::kCoverCopies);
     AddSong(1, scratch() / "a.mp3");
@@ -264,7 +252,7 @@ TEST_F(CoverApi, KeepsCopiesOfAnySideWithinABound) {
     const Answer first = Get("&id=music_1&size=64");
     EXPECT_EQ(Get("&id=music_1&size=64").header, first.header) << "it was kept";
     EXPECT_NE(first.body, Body("&id=music_1&size=1024"));
-    // An unused copy makes room for a new one; one that is in use stays.
+    // A new copy replaces an unused one, and not one that is in use.
     const fs::path unused = copies / "unused.jpg";
     Touch(unused, "");
     fs::resize_file(unused, std::uintmax_t{1} << 28);
@@ -288,8 +276,7 @@ TEST_F(CoverApi, FetchesPicturesOfStations) {
     const Variables direct = {{"no_proxy", "*"}};
     EXPECT_TRUE(Is(Get(url("/a"), direct), "400"));
     EXPECT_TRUE(server.Requests().empty()) << "an address of this machine";
-    ASSERT_EQ(VARNAudioConfSet("remote_local_addresses", "yes"), 0);
-    fs::permissions(At(varn::path::kPackageConf), fs::perms(0644));
+    Configure("remote_local_addresses", "yes");
     const Answer picture = Get(url("/a"), direct);
     EXPECT_EQ(picture.body, kPng) << picture.header;
     EXPECT_TRUE(picture.Has("Content-Type: image/png\r\n"));
@@ -304,7 +291,7 @@ TEST_F(CoverApi, FetchesPicturesOfStations) {
         {{"cover", "--url", "ftp://x/a.png", "--output", out}, 2, ""},
         {{"cover", "--url", server.Url("/a")}, 2, ""},
     });
-    EXPECT_EQ(ReadFile(out), kPng) << "what was there stays";
+    EXPECT_EQ(ReadFile(out), kPng) << "a failed run keeps the file";
 }
 
 }  // namespace

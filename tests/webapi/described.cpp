@@ -18,7 +18,7 @@ using tonvale_entry::ParseNumber;
 
 constexpr char kPlace[] = " (the tables of programs/entry describe it; see CONTRIBUTING.md)";
 
-// What a $ref leads to.
+// The schema that a $ref names.
 const Json::Value &Meant(const Json::Value &schema) {
     const std::string reference = schema.isObject() ? schema["$ref"].asString() : "";
     if (reference.empty()) {
@@ -42,7 +42,7 @@ bool IsAmong(const Json::Value &list, const Json::Value &value) {
     return std::find(list.begin(), list.end(), value) != list.end();
 }
 
-// Why a value is not as its schema says; "" when it is.
+// Why a value does not match its schema; "" when it does.
 std::string Fault(const Json::Value &given, const Json::Value &value, const std::string &at);
 
 std::string FaultInObject(const Json::Value &schema, const Json::Value &value,
@@ -101,7 +101,7 @@ std::string Fault(const Json::Value &given, const Json::Value &value, const std:
     return value.isObject() ? FaultInObject(schema, value, at) : "";
 }
 
-// A parameter's text as its schema takes it, of lists one value.
+// A parameter's text, or one value of its list, as the type that its schema asks for.
 Json::Value Typed(const Json::Value &schema, const std::string &text) {
     for (const Json::Value &one : schema["anyOf"]) {
         if (const Json::Value typed = Typed(one, text); Fault(one, typed, "").empty()) {
@@ -136,7 +136,7 @@ std::string FaultIn(const Json::Value &known, const std::string &name, const std
     return Fault(schema, values, name);
 }
 
-// A request that was done must have been as it is described.
+// For a request that succeeded.
 void CheckParameters(const std::string &method, const Json::Value &operation,
                      const std::map<std::string, std::string> &given) {
     const Json::Value known = ParametersOf(operation);
@@ -173,6 +173,11 @@ void CheckMedia(const std::string &method, const Json::Value &operation, const s
 }
 
 }  // namespace
+
+std::string BodyOf(const std::string &message) {
+    const std::size_t end = message.find("\r\n\r\n");
+    return end == message.npos ? "" : message.substr(end + 4);
+}
 
 std::string FieldOf(const std::string &header, const std::string &name) {
     const std::size_t found = ("\r\n" + header).find("\r\n" + name + ": ");
@@ -212,24 +217,22 @@ Json::Value ParametersOf(const Json::Value &operation) {
 
 void CheckDescribed(const std::string &query, const std::string &form, const std::string &answer) {
     auto given = Given(query, form);
-    const std::size_t end = answer.find("\r\n\r\n");
-    if (!given.contains("api") || end == answer.npos || end + 4 == answer.size() ||
-        !FieldOf(answer.substr(0, end + 2), "Content-Encoding").empty()) {
+    const std::string body = BodyOf(answer);
+    const std::string header = answer.substr(0, answer.size() - body.size());
+    if (!given.contains("api") || body.empty() || !FieldOf(header, "Content-Encoding").empty()) {
         return;
     }
-    const std::string header = answer.substr(0, end + 2);
     const std::string method = given["api"] + "/" + given["method"];
     const Json::Value &operation = OperationAt("/" + method);
-    // Several mean nothing, and are sent to show it.
+    // Some of these mean nothing; tests send them to show that.
     for (const char *other : {"api", "version", "method", "status", "x", "colour"}) {
         given.erase(other);
     }
     const std::string type = FieldOf(header, "Content-Type");
     const Json::Value json =
-        type.starts_with("application/json") ? StrictJson(answer.substr(end + 4)) : Json::Value();
-    const bool isRefused = json.isMember("error");
+        type.starts_with("application/json") ? StrictJson(body) : Json::Value();
     const bool isData = json.isMember("data");
-    if (isRefused) {
+    if (json.isMember("error")) {
         const std::string fault =
             Fault(Description()["components"]["schemas"]["Error"], json, "the answer");
         EXPECT_TRUE(fault.empty()) << method << ": " << fault << kPlace;

@@ -1,4 +1,4 @@
-// The description of the web API: whole, true, and served.
+// The description of the web API is complete, true, and served.
 #include <set>
 
 #include "entry/action.h"
@@ -12,7 +12,7 @@ namespace {
 using namespace tonvale_test;
 using tonvale_entry::AllApis;
 
-// Each text at a name, anywhere in the document.
+// Collects the texts of a member, anywhere in a document.
 void Collect(const Json::Value &value, const char *name, std::set<std::string> &found) {
     if (value.isObject() && value[name].isString()) {
         found.insert(value[name].asString());
@@ -24,7 +24,7 @@ void Collect(const Json::Value &value, const char *name, std::set<std::string> &
     }
 }
 
-TEST(Description, IsWhole) {
+TEST(Description, IsComplete) {
     const Json::Value &components = Description()["components"];
     std::set<std::string> references;
     Collect(Description(), "$ref", references);
@@ -41,7 +41,7 @@ TEST(Description, IsWhole) {
             const std::string name(schema.name);
             EXPECT_TRUE(schemas.insert(name).second) << name << " is there twice";
             EXPECT_TRUE(references.contains("#/components/schemas/" + name))
-                << name << " is of no use";
+                << name << " is not used";
         }
         for (const tonvale_entry::Method &method : api->methods) {
             const std::string name = std::string(api->name) + "/" + std::string(method.name);
@@ -58,7 +58,7 @@ TEST(Description, IsWhole) {
     }
 }
 
-// What a value must not be is refused, also where a method reads it by hand.
+// Methods refuse the values that the description does not allow.
 class DescribedBounds : public SharedLibraryTest, protected Api {
   protected:
     // Values that the schema of a parameter does not allow.
@@ -75,7 +75,7 @@ class DescribedBounds : public SharedLibraryTest, protected Api {
         }
         return schema.isMember("enum") || schema["type"] == "boolean" ? Texts{"perhaps"} : Texts();
     }
-    // Something for each other parameter that a method needs to come to this one.
+    // Values for the other parameters, without which a method does not read this one.
     Given Beside(const std::string &method, const std::string &parameter) const {
         const std::map<std::string, Given> kSpecial = {
             {"Song/rate", {{"id", Name(rock_)}}},    {"Playlist/remove", {{"position", "0"}}},
@@ -100,24 +100,20 @@ class DescribedBounds : public SharedLibraryTest, protected Api {
     }
 };
 
-TEST_F(DescribedBounds, AreThoseOfTheMethods) {
+TEST_F(DescribedBounds, AreKeptByEachMethod) {
     WriteFile(varn::path::kUsersFile,
               "{\"" + std::to_string(tonvale_service::UidOf("admin")) +
                   R"(": {"sharing": true, "usb": true, "playlist": true}})");
     int asked = 0;
     for (const std::string &path : Description()["paths"].getMemberNames()) {
-        const std::size_t slash = path.rfind('/');
         const std::string method = path.substr(std::string("/VARN.Tonvale.").size());
-        const std::string api = path.substr(1, slash - 1).substr(13);
         const Json::Value known = ParametersOf(OperationAt(path));
         for (const std::string &name : known.getMemberNames()) {
             for (const std::string &value : BadValues(known[name])) {
                 Given given = Beside(method, name);
                 given.emplace_back(name, value);
                 const std::string answer =
-                    RunCgi({{"REQUEST_METHOD", "GET"},
-                            {"REMOTE_USER", "admin"},
-                            {"QUERY_STRING", QueryOf(api, path.substr(slash + 1), given)}});
+                    GetCgi(QueryOf(method, given), {{"REMOTE_USER", "admin"}});
                 const bool isRefused =
                     Contains(answer, "\"parameter\":\"" + name + "\"") ||
                     (method == "Sharing.Page/page" && answer.starts_with("Status: 404"));
@@ -133,7 +129,7 @@ TEST_F(DescribedBounds, AreThoseOfTheMethods) {
 class ServedDescription : public BothWays<Served> {};
 INSTANTIATE_TEST_SUITE_P(, ServedDescription, kBothWays, NameOfWay);
 
-TEST_P(ServedDescription, HasPathsThatAreAskedLikeQueries) {
+TEST_P(ServedDescription, PathsAnswerLikeQueries) {
     AddSong();
     Serve();
     const bool isCgi = GetParam() == Way::kCgi;
@@ -151,7 +147,12 @@ TEST_P(ServedDescription, HasPathsThatAreAskedLikeQueries) {
         return Get(folder + "/VARN.Tonvale." + rest, fields);
     };
     const HttpAnswer list = ask("Song/list?limit=7");
+    EXPECT_EQ(list.Status(), 200);
+    EXPECT_TRUE(list.Has("Content-Type: application/json; charset=utf-8")) << list.header;
     EXPECT_EQ(list.body, Get(Path("Song", "list&limit=7")).body);
+    const HttpAnswer part = ask("Song/list?limit=7", Login("alice") + "Range: bytes=0-9\r\n");
+    EXPECT_EQ(part.body, list.body) << "ranges are for media";
+    EXPECT_EQ(ask("Info/get", Login("ghost")).Status(), 401) << "a login without an account";
     EXPECT_EQ(list.body, Get("/webapi/entry.cgi/VARN.Tonvale.Song/list?limit=7").body);
     EXPECT_TRUE(Contains(list.body, "\"title\":\"song\"")) << list.body;
     EXPECT_EQ(ask("Song/list", "").Status(), 401);

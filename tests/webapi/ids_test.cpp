@@ -1,4 +1,4 @@
-// Every form of an identifier, built and taken apart, by clients with and without good intentions.
+// Identifiers of songs, radios, streams and playlists, and addresses.
 #include <gtest/gtest.h>
 #include <json/value.h>
 
@@ -15,14 +15,15 @@ using namespace tonvale_test;
 using Tonvale::UrlParser;
 using Tonvale::webapi::playlist::PlaylistResult;
 
-// A text is no flag: it would make a smart playlist of a key.
+// A text must not pass for a flag: it would make a smart playlist of a key.
 static_assert(!std::is_constructible_v<PlaylistResult, std::string, const char *>);
+static_assert(!std::is_constructible_v<PlaylistResult, const char *, const char *, const char *>);
 
-class Ids : public SystemTest {};
+using Ids = SystemTest;
 
-TEST_F(Ids, SongIdsGiveTheirRowId) {
+TEST_F(Ids, OfSongsGiveTheirRowId) {
     const std::string twenty(20, '9');
-    // The last is a path that reads as one: callers test the prefix.
+    // The last one is a path that reads as an identifier; callers test the prefix.
     for (const auto &[id, expected] : {std::pair<std::string, std::string>("music_42", "42"),
                                        {"music_v_42", "42"},
                                        {"music_p_v_42", "42"},
@@ -42,7 +43,7 @@ TEST_F(Ids, SongIdsGiveTheirRowId) {
     }
 }
 
-TEST_F(Ids, RadioIdsAreSplitAtTheLastBlank) {
+TEST_F(Ids, OfRadiosAreSplitAtTheLastBlank) {
     for (const auto &[id, both] : {std::pair("radio_Jazz FM http://x/y", "Jazz FM|http://x/y"),
                                    {"radio_ http://x", "|http://x"},
                                    {"radio http://x", "before|http://x"},
@@ -72,7 +73,7 @@ struct Remote {
     }
 };
 
-TEST_F(Ids, RemoteIdsCarryTags) {
+TEST_F(Ids, OfStreamsCarryTags) {
     const std::string noTags = "u|u|A|B|C|7";  // neither JSON nor an object: only the title is set
     const std::pair<std::string, std::string> cases[] = {
         {R"(remote_{"title":"a b","artist":"c","album":"d","cover":"e","duration":61} http://x)",
@@ -98,7 +99,7 @@ TEST_F(Ids, RemoteIdsCarryTags) {
     EXPECT_EQ(remote.All(), "T|U|A|B|C|7");
 }
 
-TEST_F(Ids, TagsOfStreamsComeBack) {
+TEST_F(Ids, KeepTheTagsOfStreams) {
     auto record = std::make_unique<VARN_MEDIA_INFO>();
     std::strcpy(record->title, "O'Brien \"100%\" \\ \xC3\xA9\n");
     std::strcpy(record->comment, "http://cover");
@@ -119,7 +120,7 @@ TEST_F(Ids, TagsOfStreamsComeBack) {
             << duration;
     }
     EXPECT_EQ(VARNAudioWebapiUtilsGetInfoJsonStringByInfo(nullptr), "");
-    // Tags of clients take the artist from the title.
+    // In tags from clients the title is also the artist.
     Json::Value json;
     json["title"] = "t";
     json["artist"] = "lost";
@@ -131,7 +132,7 @@ TEST_F(Ids, TagsOfStreamsComeBack) {
               "{\"album\":null,\"artist\":null,\"cover\":null,\"duration\":null,\"title\":null}\n");
 }
 
-TEST_F(Ids, PlaylistIdsAreTakenApartAndPutTogether) {
+TEST_F(Ids, OfPlaylistsAreTakenApartAndMadeAgain) {
     struct Case {
         const char *id, *key;
         bool shared = false, smart = false;
@@ -172,16 +173,13 @@ TEST_F(Ids, PlaylistIdsAreTakenApartAndPutTogether) {
         const PlaylistResult result{id};
         EXPECT_EQ(result.name + result.path + result.GetId(), "") << id;
     }
-    // Made from their parts.
-    using Text = const char *;
-    static_assert(!std::is_constructible_v<PlaylistResult, Text, Text, Text>, "no text is a flag");
     const std::string name = "name";
     EXPECT_EQ(PlaylistResult(name, std::string("7"), true).GetId(), "playlist_personal_normal/7");
     EXPECT_EQ(PlaylistResult(name, std::string(), false).GetId(), "");
     EXPECT_EQ(PlaylistResult(name, false).GetId(), "playlist_shared_smart/name");
 }
 
-TEST_F(Ids, UrlsInThreeParts) {
+TEST_F(Ids, SplitUrlsIntoThreeParts) {
     for (const auto &[url, parts] : {std::pair("HTTP://Host:80/a/b?c#d", "http|Host:80|/a/b?c#d"),
                                      {"https://h", "https|h|"},
                                      {"rtsp://user:secret@h:554/x", "rtsp|h:554|/x"},
@@ -205,7 +203,7 @@ TEST_F(Ids, UrlsInThreeParts) {
     }
 }
 
-TEST_F(Ids, EncodedSongReferences) {
+TEST_F(Ids, DecodeSongsOfShareLinks) {
     WriteFile("/usr/varn/etc/share.conf", "music=\"/m\"\n");
     const std::tuple<const char *, std::string, const char *> cases[] = {
         {"L211c2ljL2EvYi5tcDM=", "/m/a/b.mp3", ""},

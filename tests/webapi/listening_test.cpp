@@ -1,4 +1,4 @@
-// What users play, like and go on with, through the web API.
+// Plays, favourites, bookmarks, queues and stations, through the web API.
 #include "service/listening/plays.h"
 #include "service/people/people.h"
 #include "webapi/api.h"
@@ -31,11 +31,11 @@ class Listening : public ApiTest {
     }
     static Texts Names(const std::string &api, const std::string &list, const char *key,
                        const std::string &user = "alice") {
-        return Each(Ask(api, "list", {{"sort_by", key}, {"sort_direction", "DESC"}}, user)[list],
-                    list == "songs" ? "id" : "name");
+        const std::string asked = api + "/list?sort_direction=DESC&sort_by=" + key;
+        return Each(Ask(asked, {}, user)[list], list == "songs" ? "id" : "name");
     }
     static Texts Queue(const std::string &user = "alice") {
-        const Json::Value queue = Ask("Queue", "get", {}, user);
+        const Json::Value queue = Ask("Queue/get", {}, user);
         Texts texts = {queue["current"].asString() + "@" + queue["position"].asString()};
         for (const Json::Value &id : queue["songs"]) {
             texts.push_back(id.asString());
@@ -52,42 +52,33 @@ class Listening : public ApiTest {
     }
 };
 
-TEST_F(Listening, PlaysAreCountedForTheirUserAlone) {
-    Ask("Play", "note", {{"songs", "music_1,music_3,music_1,music_p_6,music_99,music_7"}});
-    Ask("Play", "note", {{"songs", "music_v_5,music_3"}, {"times", "1000,99999999999"}});
-    Ask("Play", "note", {{"songs", "music_7,music_2"}}, "bob");
+TEST_F(Listening, CountsPlaysForTheirUserAlone) {
+    Ask("Play/note?songs=music_1,music_3,music_1,music_p_6,music_99,music_7");
+    Ask("Play/note?songs=music_v_5,music_3&times=1000,99999999999");
+    Ask("Play/note?songs=music_7,music_2", {}, "bob");
     EXPECT_EQ(Names("Song", "songs", "plays").size(), 4U);
     EXPECT_EQ(Names("Song", "songs", "plays")[0], "music_3") << "played last of two";
     EXPECT_EQ(Names("Song", "songs", "plays").back(), "music_v_5");
     EXPECT_EQ(Names("Song", "songs", "plays", "bob"), (Texts{"music_2", "music_7"}));
-    const Json::Value page = Ask("Song", "list",
-                                 {{"sort_by", "played"},
-                                  {"limit", "2"},
-                                  {"offset", "1"},
-                                  {"library", "shared"},
-                                  {"additional", "song_plays"}});
+    const Json::Value page =
+        Ask("Song/list?sort_by=played&limit=2&offset=1&library=shared&additional=song_plays");
     EXPECT_EQ(Told(page, "total songs[0].additional.song_plays.count"), "3 2");
     EXPECT_EQ(Each(page["songs"]), (Texts{"music_1", "music_3"}));
     EXPECT_EQ(Value("SELECT count(*) FROM song_play WHERE last > now()"), "0");
-    // Two albums of one name, and an artist in two ways, without an album artist's songs.
-    const Json::Value albums =
-        Ask("Album", "list", {{"sort_by", "plays"}, {"sort_direction", "DESC"}})["albums"];
+    // Albums of one name are two, and an artist's two spellings are one.
+    const Json::Value albums = Ask("Album/list?sort_by=plays&sort_direction=DESC")["albums"];
     EXPECT_EQ(Each(albums, "name"), (Texts{"It's", "It's", "Other"}));
     EXPECT_EQ(Each(albums, "album_artist"), (Texts{"B", "", ""}));
     EXPECT_EQ(Names("Artist", "artists", "plays"), (Texts{"Abba", "B"}));
-    EXPECT_EQ(CodeOf("Genre", "list", {{"sort_by", "plays"}}), 400);
+    EXPECT_EQ(CodeOf("Genre/list?sort_by=plays"), 400);
 }
 
-TEST_F(Listening, FavouritesOfSongsAlbumsAndArtists) {
-    const Given plain = {{"sort_by", "title"}, {"library", "shared"}};
-    const Json::Value before = Ask("Song", "list", plain);
-    for (const Given &given : {Given{{"songs", "music_2"}},
-                               {{"songs", "music_v_5,music_2"}},
-                               {{"album", "It's"}},
-                               {{"album", "It's"}},
-                               {{"artist", "abba"}},
-                               {{"artist", "ABBA"}}}) {
-        Ask("Favourite", "add", given);
+TEST_F(Listening, KeepsFavouritesOfEachUser) {
+    const char *const plain = "Song/list?sort_by=title&library=shared";
+    const Json::Value before = Ask(plain);
+    for (const std::string &given : Words("songs=music_2 songs=music_v_5,music_2 album=It%27s "
+                                          "album=It%27s artist=abba artist=ABBA")) {
+        Ask("Favourite/add?" + given);
     }
     EXPECT_EQ(Rows(), "0 2 1 1 0 0");
     EXPECT_EQ(Names("Song", "songs", "favourite"), (Texts{"music_v_5", "music_2"}));
@@ -99,7 +90,7 @@ TEST_F(Listening, FavouritesOfSongsAlbumsAndArtists) {
                                                     {"Album", "albums", "favourite"},
                                                     {"Artist", "artists", "favourite"}}) {
             const Json::Value data =
-                Ask(api, "list", {{"additional", additional}, {"library", "shared"}}, user);
+                Ask(std::string(api) + "/list?library=shared&additional=" + additional, {}, user);
             for (const Json::Value &object : data[list]) {
                 const Json::Value &flag = object.isMember("additional")
                                               ? object["additional"]["song_favourite"]["favourite"]
@@ -112,81 +103,72 @@ TEST_F(Listening, FavouritesOfSongsAlbumsAndArtists) {
     };
     EXPECT_EQ(told("alice"), "01001 100 10 ");
     EXPECT_EQ(told("bob"), "00000 000 00 ");
-    EXPECT_EQ(Ask("Song", "list", plain), before) << "asked for without them";
-    const std::string id =
-        Ask("Playlist", "create", {{"name", "mixed"}, {"songs", "music_1,music_2"}})["id"]
-            .asString();
+    EXPECT_EQ(Ask(plain), before) << "a list without favourites is unchanged";
+    const std::string id = Ask("Playlist/create?name=mixed&songs=music_1,music_2")["id"].asString();
     const Json::Value entries =
-        Ask("Playlist", "get", {{"id", id}, {"additional", "song_favourite"}})["songs"];
+        Ask("Playlist/get", {{"id", id}, {"additional", "song_favourite"}})["songs"];
     EXPECT_EQ(Told(entries,
                    "[0].additional.song_favourite.favourite "
                    "[1].additional.song_favourite.favourite [2]"),
               "false true -");
-    EXPECT_EQ(Ask("Favourite", "list")["artists"][0]["name"].asString(), "abba");
-    Ask("Favourite", "remove", {{"artist", "ABBA"}}, "bob");
+    EXPECT_EQ(Ask("Favourite/list")["artists"][0]["name"].asString(), "abba");
+    Ask("Favourite/remove?artist=ABBA", {}, "bob");
     EXPECT_EQ(Rows(), "0 2 1 1 0 0");
-    for (const Given &given :
-         {Given{{"artist", "ABBA"}}, {{"album", "It's"}}, {{"songs", "music_2,music_1"}}}) {
-        Ask("Favourite", "remove", given);
+    for (const std::string &given : Words("artist=ABBA album=It%27s songs=music_2,music_1")) {
+        Ask("Favourite/remove?" + given);
     }
     EXPECT_EQ(Rows(), "0 1 0 0 0 0");
 }
 
-TEST_F(Listening, AQueueIsSharedByAUsersClients) {
+TEST_F(Listening, SharesAQueueBetweenAUsersClients) {
     EXPECT_EQ(Queue(), Texts{"0@0"});
-    const auto changed = Ask("Queue", "set",
-                             {{"songs", "music_1,music_v_5,music_7,music_1,music_2"},
-                              {"current", "3"},
-                              {"position", "4200"},
-                              {"client", "desk"},
-                              {"seen", "0"}})["changed"]
-                             .asString();
+    const std::string songs = "music_1,music_v_5,music_7,music_1,music_2";
+    const std::string changed =
+        Ask("Queue/set?current=3&position=4200&client=desk&seen=0", {{"songs", songs}})["changed"]
+            .asString();
     EXPECT_EQ(Queue(), (Texts{"2@4200", "music_1", "music_v_5", "music_1", "music_2"}));
     EXPECT_EQ(Queue("bob"), Texts{"0@0"});
-    // Another client has read that; two write, and the second one is told.
+    // Of two clients that change the queue that they have read, the second one is refused.
     const Given move = {{"song", "music_2"}, {"current", "3"}, {"seen", changed}};
-    Ask("Queue", "move", move);
-    EXPECT_EQ(CodeOf("Queue", "move", move), 409);
-    EXPECT_EQ(CodeOf("Queue", "set", {{"songs", "music_3"}, {"seen", changed}}), 409);
-    EXPECT_EQ(CodeOf("Queue", "set", {{"songs", "music_3"}, {"seen", "0"}}), 409);
-    EXPECT_EQ(CodeOf("Queue", "move", {{"song", "music_4"}}), 409);
+    Ask("Queue/move", move);
+    EXPECT_EQ(CodeOf("Queue/move", move), 409);
+    EXPECT_EQ(CodeOf("Queue/set", {{"songs", "music_3"}, {"seen", changed}}), 409);
+    EXPECT_EQ(CodeOf("Queue/set?songs=music_3&seen=0"), 409);
+    EXPECT_EQ(CodeOf("Queue/move?song=music_4"), 409);
     EXPECT_EQ(Queue()[0], "3@0");
     Query("DELETE FROM track WHERE id = 2");
-    EXPECT_EQ(Queue()[0], "0@0") << "the current one is gone, and was the last";
-    Ask("Queue", "move", {{"song", "music_1"}, {"current", "2"}, {"position", "7"}});
+    EXPECT_EQ(Queue()[0], "0@0") << "the current song, which was the last, is gone";
+    Ask("Queue/move?song=music_1&current=2&position=7");
     EXPECT_EQ(Queue()[0], "2@7") << "the nearer one of two";
     std::string most = "music_1";
     for (int i = 1; i < 10000; ++i) {
         most += ",music_1";
     }
-    Ask("Queue", "set", {{"songs", most}, {"current", "9999"}});
-    EXPECT_EQ(Ask("Queue", "get")["current"].asInt(), 9999);
-    EXPECT_EQ(CodeOf("Queue", "set", {{"songs", most + ",music_1"}}), 400);
-    EXPECT_EQ(Ask("Queue", "get")["songs"].size(), 10000U);
-    Ask("Queue", "set", {{"songs", ""}});
+    Ask("Queue/set", {{"songs", most}, {"current", "9999"}});
+    EXPECT_EQ(Ask("Queue/get")["current"].asInt(), 9999);
+    EXPECT_EQ(CodeOf("Queue/set", {{"songs", most + ",music_1"}}), 400);
+    EXPECT_EQ(Ask("Queue/get")["songs"].size(), 10000U);
+    Ask("Queue/set?songs=");
     EXPECT_EQ(Queue(), Texts{"0@0"});
 }
 
-TEST_F(Listening, RowsGoWithTheirSongAndTheirUser) {
+TEST_F(Listening, ForgetsSongsAndUsersThatAreGone) {
     for (const unsigned uid : {kAlice, kBob}) {
         const std::string user = uid == kAlice ? "alice" : "bob";
-        Ask("Play", "note", {{"songs", "music_1,music_2"}}, user);
-        Ask("Favourite", "add", {{"songs", "music_1,music_2"}}, user);
-        Ask("Favourite", "add", {{"album", "It's"}}, user);
-        Ask("Favourite", "add", {{"artist", "B"}}, user);
-        Ask("Queue", "set", {{"songs", "music_1,music_2"}, {"current", "1"}}, user);
-        const auto mark = [](const char *song, const char *place, const std::string &comment) {
-            return Given{{"song", song}, {"position", place}, {"comment", comment}};
-        };
-        Ask("Bookmark", "set", mark("music_1", "1", ""), user);
-        Ask("Bookmark", "set", mark("music_2", "2", "two\nlines"), user);
-        Ask("Bookmark", "set", mark("music_2", "3", "'"), user);
+        Ask("Play/note?songs=music_1,music_2", {}, user);
+        Ask("Favourite/add?songs=music_1,music_2", {}, user);
+        Ask("Favourite/add?album=It%27s", {}, user);
+        Ask("Favourite/add?artist=B", {}, user);
+        Ask("Queue/set?songs=music_1,music_2&current=1", {}, user);
+        Ask("Bookmark/set?song=music_1&position=1&comment=", {}, user);
+        Ask("Bookmark/set?song=music_2&position=2&comment=two%0Alines", {}, user);
+        Ask("Bookmark/set?song=music_2&position=3&comment=%27", {}, user);
         tonvale_service::NotePlaying(uid, 2, user);
     }
     EXPECT_EQ(Rows(), "4 4 2 2 4 2");
     Query("DELETE FROM track WHERE id = 1");
     EXPECT_EQ(Rows(), "2 2 2 2 2 2");
-    const Json::Value bookmarks = Ask("Bookmark", "list", {}, "bob")["bookmarks"];
+    const Json::Value bookmarks = Ask("Bookmark/list", {}, "bob")["bookmarks"];
     EXPECT_EQ(Told(bookmarks, "[0].comment [0].position [1]"), "' 3 -");
     tonvale_service::RemoveUser("alice", false);
     EXPECT_EQ(Rows(), "1 1 1 1 1 1");
@@ -195,15 +177,15 @@ TEST_F(Listening, RowsGoWithTheirSongAndTheirUser) {
     EXPECT_EQ(Value("SELECT count(*) FROM now_playing"), "1");
 }
 
-TEST_F(Listening, RadioStationsAreChangedByAdministrators) {
+TEST_F(Listening, LetsAdministratorsChangeRadioStations) {
     const Given jazz = {{"name", "Jazz \xE2\x99\xAB"}, {"stream", "https://r.example/a?b=c"}};
-    const std::string id = Ask("Radio", "add", jazz, "admin")["id"].asString();
-    Ask("Radio", "change",
+    const std::string id = Ask("Radio/add", jazz, "admin")["id"].asString();
+    Ask("Radio/change",
         {{"id", id}, {"name", "Z"}, {"stream", "http://r"}, {"home_page", "http://h"}}, "admin");
-    Ask("Radio", "add", {{"name", "A"}, {"stream", "http://r"}}, "admin");
-    EXPECT_EQ(Each(Ask("Radio", "list")["stations"], "name"), (Texts{"A", "Z"}));
-    Ask("Radio", "remove", {{"id", id}}, "admin");
-    EXPECT_EQ(Each(Ask("Radio", "list")["stations"], "home_page"), Texts{""});
+    Ask("Radio/add?name=A&stream=http://r", {}, "admin");
+    EXPECT_EQ(Each(Ask("Radio/list")["stations"], "name"), (Texts{"A", "Z"}));
+    Ask("Radio/remove", {{"id", id}}, "admin");
+    EXPECT_EQ(Each(Ask("Radio/list")["stations"], "home_page"), Texts{""});
 }
 
 }  // namespace

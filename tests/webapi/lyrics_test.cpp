@@ -1,5 +1,4 @@
 // The lyrics of songs, from their tags and from files beside them.
-
 #include "service/songs/lyrics_text.h"
 #include "varnindex/samples.h"
 #include "webapi/api.h"
@@ -8,14 +7,9 @@ namespace {
 
 using namespace tonvale_test;
 
-// "LANGUAGE 1200:one|two", where "1200:" is a time.
-std::string Written(const std::string &language, const auto &lines) {
-    std::string text = language + " ";
-    for (const auto &[start, line] : lines) {
-        text +=
-            (text.back() == ' ' ? "" : "|") + (start ? std::to_string(*start) + ":" : "") + line;
-    }
-    return text;
+// Adds a line to "LANGUAGE 1200:one|two", where "1200:" is a time.
+void AddLine(std::string &text, std::optional<int64_t> start, const std::string &line) {
+    text += (text.back() == ' ' ? "" : "|") + (start ? std::to_string(*start) + ":" : "") + line;
 }
 
 TEST(LyricsText, ReadsLinesAndTimes) {
@@ -31,11 +25,11 @@ TEST(LyricsText, ReadsLinesAndTimes) {
     };
     for (const auto &[text, expected] : cases) {
         const auto lyrics = tonvale_service::ParseLyrics(text);
-        std::vector<std::pair<std::optional<int64_t>, std::string>> lines;
+        std::string written = lyrics.language + " ";
         for (const auto &line : lyrics.lines) {
-            lines.emplace_back(line.start, line.text);
+            AddLine(written, line.start, line.text);
         }
-        EXPECT_EQ(Written(lyrics.language, lines), expected) << text;
+        EXPECT_EQ(written, expected) << text;
     }
     std::string many;
     for (int time = 0; time < 20'000; ++time) {
@@ -60,17 +54,15 @@ class LyricsApi : public ApiTest {
 
     static Texts Lyrics(const std::string &id, const std::string &user = "alice") {
         Texts all;
-        const Json::Value data = Ask("Song", "lyrics", {{"id", id}}, user);
+        const Json::Value data = Ask("Song/lyrics", {{"id", id}}, user);
         for (const Json::Value &lyrics : data["lyrics"]) {
-            std::vector<std::pair<std::optional<int64_t>, std::string>> lines;
+            all.push_back(lyrics["language"].asString() + " ");
             for (const Json::Value &line : lyrics["lines"]) {
-                EXPECT_EQ(line.isMember("start"), lyrics["timed"].asBool());
-                lines.emplace_back(line.isMember("start")
-                                       ? std::optional<int64_t>(line["start"].asInt64())
-                                       : std::nullopt,
-                                   line["text"].asString());
+                const bool isTimed = line.isMember("start");
+                EXPECT_EQ(isTimed, lyrics["timed"].asBool());
+                AddLine(all.back(), isTimed ? std::optional(line["start"].asInt64()) : std::nullopt,
+                        line["text"].asString());
             }
-            all.push_back(Written(lyrics["language"].asString(), lines));
         }
         return all;
     }
@@ -110,7 +102,7 @@ TEST_F(LyricsApi, ReadsTagsOfEachFormat) {
     const std::string timed("\0eng\2\1\0One\0\0\0\3\xE8Two\0\0\0\7\xD0", 23);
     PutFrame(music() / "t.mp3", "SYLT", timed);
     EXPECT_EQ(Lyrics("music_5"), Texts{"eng 1000:One|2000:Two"});
-    // Damaged tags, and files that are no song, have none.
+    // Damaged tags and damaged files have none.
     for (const std::size_t cut : {4U, 9U, 17U}) {
         PutFrame(music() / "t.mp3", "SYLT", timed.substr(0, cut));
         EXPECT_TRUE(Lyrics("music_5").size() < 2) << cut;
@@ -130,7 +122,7 @@ TEST_F(LyricsApi, ReadsFilesBesideTheSong) {
                                 "1\0]\0\xE9\0",
                                 16});
     EXPECT_EQ(Lyrics("music_1"), all);
-    // Not what leads out of the music, is large, or is kept from others.
+    // Files outside of the music, large ones, and those of mode 0640 are left out.
     fs::remove(music() / "a.b.lrc");
     Touch(scratch() / "private", "secret");
     fs::create_symlink(scratch() / "private", music() / "a.b.lrc");
@@ -144,7 +136,7 @@ TEST_F(LyricsApi, ReadsFilesBesideTheSong) {
     }
 }
 
-TEST_F(LyricsApi, AreTheUsersAlone) {
+TEST_F(LyricsApi, ShowsPersonalLyricsToTheirOwnerAlone) {
     const fs::path hers = root() / "volume1/homes/alice/music/a.mp3";
     Touch(hers, ReadFile(Samples() / "plain.mp3"));
     Touch(fs::path(hers).replace_extension(".txt"), "hers");
@@ -154,9 +146,9 @@ TEST_F(LyricsApi, AreTheUsersAlone) {
     }
     AddSong(1, hers, kAlice);
     EXPECT_EQ(Lyrics("music_p_1"), Texts{"und hers"});
-    EXPECT_EQ(CodeOf("Song", "lyrics", {{"id", "music_p_1"}}, "bob"), 404);
+    EXPECT_EQ(CodeOf("Song/lyrics?id=music_p_1", {}, "bob"), 404);
     fs::remove(hers);
-    EXPECT_EQ(CodeOf("Song", "lyrics", {{"id", "music_p_1"}}), 404);
+    EXPECT_EQ(CodeOf("Song/lyrics?id=music_p_1"), 404);
 }
 
 }  // namespace

@@ -1,11 +1,11 @@
-// The parts of entry.cgi that read a request's parameters.
+// How entry.cgi reads a request's parameters.
 #include <arpa/inet.h>
 #include <netinet/in.h>
 
 #include "entry/parameters.h"
 #include "entry/remote_url.h"
 #include "support/fixture.h"
-#include "varn/packageconf.h"
+#include "webapi/cgi.h"
 
 namespace {
 
@@ -29,7 +29,7 @@ TEST(RequestParameters, AreDecoded) {
     EXPECT_EQ(parameters->Find("A"), nullptr);
 }
 
-TEST(RequestParameters, AreRefused) {
+TEST(RequestParameters, RefuseBadTextAndRepeatedNames) {
     for (const std::string &query :
          Words("a=% a=%4 a=%zz a=%4g %=1 a=%00 a=%01 a=%7f a=%ff a=%c3 a=%c3%28 a=%c0%af "
                "a=%e0%80%80 a=%ed%a0%80 a=%f4%90%80%80 a=\xff a=1&a=1 a=1&%61=2")) {
@@ -45,7 +45,7 @@ TEST(RequestParameters, AreRefused) {
     EXPECT_TRUE(Parameters::Parse(many.substr(0, many.rfind('&')), ""));
 }
 
-TEST(RequestParameters, HaveSeveralValues) {
+TEST(RequestParameters, TakeListsWithCommasOrAsJson) {
     const std::pair<const char *, std::vector<std::string>> cases[] = {
         {"", {}},
         {"a,b,,c,", {"a", "b", "c"}},
@@ -77,7 +77,7 @@ bool IsPublic(const char *text) {
 
 using RemoteUrl = SystemTest;
 
-TEST_F(RemoteUrl, LeadsToThePublicInternetOnly) {
+TEST_F(RemoteUrl, LeadsOnlyToThePublicInternet) {
     for (const std::string &address :
          Words("8.8.8.8 172.15.0.1 172.32.0.1 192.167.1.1 100.63.0.1 100.128.0.1 223.255.255.255 "
                "2606:4700::1111 ::ffff:8.8.8.8 2001:200::1 3fff:1000::1")) {
@@ -107,7 +107,7 @@ TEST_F(RemoteUrl, LeadsToThePublicInternetOnly) {
         EXPECT_FALSE(IsPermittedUrl(url)) << url;
     }
     EXPECT_FALSE(IsPermittedUrl("http://8.8.8.8/" + std::string(2000, 'x')));
-    ASSERT_EQ(VARNAudioConfSet("remote_local_addresses", "yes"), 0);
+    Configure("remote_local_addresses", "yes");
     EXPECT_TRUE(IsPermittedUrl("http://127.0.0.1/"));
     EXPECT_FALSE(IsPermittedUrl("file:///etc/passwd"));
 }

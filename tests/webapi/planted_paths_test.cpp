@@ -1,12 +1,10 @@
-// The table of paths that an account may plant (docs/security.md), gone through with every
-// operation that has rights: what belongs to others is neither told nor changed.
+// Paths that an account may plant (the table in docs/security.md). No operation that has rights
+// reads or changes what belongs to others through them.
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 #include <map>
 
-#include "programs/command.h"
 #include "webapi/api.h"
 
 namespace {
@@ -31,18 +29,17 @@ class PlantedPaths : public ApiTest {
     static fs::path hers() { return homes() / "alice/music"; }
     static fs::path bobs() { return homes() / "bob/music"; }
     static fs::path shared() { return scratch() / "shared"; }
-    // Everybody may write there, and links of root's lead out of it into her own folder.
+    // A folder that all may write. Root's links lead from there into a folder of hers.
     static fs::path open() { return scratch() / "open"; }
     static fs::path herPlace() { return scratch() / "hers"; }
     static fs::path roots() { return scratch() / "private"; }
 
-    // A song with its picture, its attributes and a list; nobody else may read them.
+    // A song with its picture, its attributes and a list. Only the owner may read them.
     static void FillMusic(const fs::path &music, uid_t owner) {
+        const std::string text = owner == kAlice ? "http://hers/\n" : "http://secret/\n";
         for (const char *name :
              {"playlists/x.m3u", "a.mp3", "cover.jpg", "@eaDir/a.mp3/APIC.jpg"}) {
-            fs::create_directories((music / name).parent_path());
-            std::ofstream(music / name)
-                << "\xFF\xD8\xFF\xE0\nhttp://" << (owner == kAlice ? "hers" : "secret") << "/\n";
+            Touch(music / name, "\xFF\xD8\xFF\xE0\n" + text);
             fs::permissions(music / name, fs::perms::owner_read | fs::perms::owner_write);
         }
         for (const fs::path &path : fs::recursive_directory_iterator(music)) {
@@ -51,7 +48,7 @@ class PlantedPaths : public ApiTest {
         EXPECT_EQ(chown(music.c_str(), owner, 0), 0);
     }
 
-    // Everything of others: kinds, modes, owners and contents by path.
+    // The modes, owners and contents of all that belongs to others, by path.
     static std::map<std::string, std::string> OfOthers() {
         std::map<std::string, std::string> all;
         for (const fs::path &music : {bobs(), shared(), roots()}) {
@@ -65,14 +62,14 @@ class PlantedPaths : public ApiTest {
         return all;
     }
 
-    // Alice's music and the open folder as they were, and the rows of a song and two lists.
+    // Makes alice's music and the open folder anew, and the rows of a song and of two lists.
     static void Restore(const fs::path &list = "playlists/x.m3u", const fs::path &song = "a.mp3") {
         for (const fs::path &folder : {hers(), open(), herPlace()}) {
             fs::remove_all(folder);
             fs::create_directories(folder);
         }
         FillMusic(hers(), kAlice);
-        std::ofstream(hers() / "playlists/x.m3u") << "http://hers/\n";
+        Touch(hers() / "playlists/x.m3u", "http://hers/\n");
         fs::permissions(open(), fs::perms(0777));
         EXPECT_EQ(chown(herPlace().c_str(), kAlice, 0), 0);
         Query(
@@ -89,7 +86,7 @@ class PlantedPaths : public ApiTest {
         fs::create_symlink(target, path);
     }
 
-    // Moves somebody's private file there, which whoever may write to its folder can do.
+    // Puts another user's private file there. A user who may write to its folder can move it.
     static void MoveTo(const fs::path &path, const fs::path &file) {
         fs::remove(path);
         fs::copy(file, path);
@@ -100,7 +97,7 @@ class PlantedPaths : public ApiTest {
 
     enum class Kind { kLink, kSecondName, kMoved };
     struct Plant {
-        std::string path, target;  // below her music, and below somebody else's
+        std::string path, target;  // below her music, and below the victim's
         Kind kind = Kind::kLink;
         std::string list = "playlists/x.m3u", song = "a.mp3";
 
@@ -123,10 +120,10 @@ class PlantedPaths : public ApiTest {
         Texts queries;
         for (const std::string &method :
              Words(onLists ? "get add replace remove remove_missing create rename delete" : "")) {
-            queries.push_back(QueryOf(
-                "Playlist", method,
-                Taken("Playlist", method,
-                      {{"id", id}, {"songs", "http://new/"}, {"position", "0"}, {"name", "new"}})));
+            const std::string asked = "Playlist/" + method;
+            const Given given = {
+                {"id", id}, {"songs", "http://new/"}, {"position", "0"}, {"name", "new"}};
+            queries.push_back(QueryOf(asked, Taken(asked, given)));
         }
         for (const std::string &rest :
              Words(onSongs ? "Song&method=rate&rating=4 Cover&method=get Download&method=song "
@@ -151,7 +148,7 @@ class PlantedPaths : public ApiTest {
     }
 };
 
-TEST_F(PlantedPaths, LeadNoOperationToWhatBelongsToOthers) {
+TEST_F(PlantedPaths, GiveNoAccessToOthersFiles) {
     const std::string list = "playlists/x.m3u";
     const std::string attributes = "@eaDir/a.mp3";
     for (const Plant &plant :
@@ -169,19 +166,19 @@ TEST_F(PlantedPaths, LeadNoOperationToWhatBelongsToOthers) {
             Operate(plant.path + " to " + victim.string(), isList || plant.path.empty(), !isList);
         }
     }
-    // Everybody hears shared music, but only those with the right change its lists.
+    // Every user hears shared music, and only users with the right change its lists.
     Restore();
     Replace(hers(), shared());
     for (const char *method : {"create", "add", "rename", "delete"}) {
         const auto before = OfOthers();
         const Given parameters = {
             {"id", "playlist_personal_normal/7"}, {"name", "y"}, {"songs", "http://n/"}};
-        EXPECT_NE(CodeOf("Playlist", method, parameters), 0) << method;
+        EXPECT_NE(CodeOf("Playlist/" + std::string(method), parameters), 0) << method;
         EXPECT_EQ(OfOthers(), before) << method;
     }
 }
 
-TEST_F(PlantedPaths, LeadNoSharedListToWhatBelongsToOthers) {
+TEST_F(PlantedPaths, GiveNoAccessThroughSharedLists) {
     const std::string id = "playlist_shared_normal/8";
     for (const fs::path &victim : {bobs(), roots()}) {
         const fs::path lists = victim / "playlists";
@@ -198,22 +195,21 @@ TEST_F(PlantedPaths, LeadNoSharedListToWhatBelongsToOthers) {
         fs::create_symlink("../hers/more", open() / "more");
         fs::create_symlink(lists, herPlace() / "more");
         EXPECT_EQ(lchown((herPlace() / "more").c_str(), kAlice, 0), 0);
-        Operate("her link behind root's to " + victim.string(), true, false, id);
+        Operate("root's link to her link to " + victim.string(), true, false, id);
     }
 }
 
-TEST_F(PlantedPaths, AreNotTakenForWhatIsHersOrEverybodys) {
+TEST_F(PlantedPaths, AllowWhatIsHersOrShared) {
     Restore("more/x.m3u");
     const Given own = {{"id", "playlist_personal_normal/7"}, {"songs", "http://new/"}};
     const Given common = {{"id", "playlist_shared_normal/8"}, {"songs", "http://new/"}};
     fs::create_symlink("playlists", hers() / "more");
-    EXPECT_EQ(CodeOf("Playlist", "add", own), 0) << "her own list is hers to change";
-    EXPECT_EQ(Ask("Playlist", "get", {own[0]})["total"].asInt(), 2);
+    EXPECT_EQ(CodeOf("Playlist/add", own), 0) << "her own list is hers to change";
+    EXPECT_EQ(Ask("Playlist/get", {own[0]})["total"].asInt(), 2);
 
-    // A list of somebody else's, by root's link and one of hers behind it.
-    fs::create_directory(herPlace() / "lists");
+    // A list of bob's, through root's link and one of hers.
     const fs::path list = herPlace() / "lists/x.m3u";
-    std::ofstream(list) << "http://bobs/\n";
+    Touch(list, "http://bobs/\n");
     fs::create_symlink(herPlace() / "more", open() / "more");
     fs::create_symlink("./lists", herPlace() / "more");
     for (const fs::path &path : {herPlace() / "lists", herPlace() / "more"}) {
@@ -221,29 +217,26 @@ TEST_F(PlantedPaths, AreNotTakenForWhatIsHersOrEverybodys) {
     }
     EXPECT_EQ(chown(list.c_str(), kBob, 0), 0);
     fs::permissions(list, fs::perms(0644));
-    EXPECT_EQ(Ask("Playlist", "get", {common[0]})["total"].asInt(), 1);
-    EXPECT_EQ(CodeOf("Playlist", "add", common), 403) << "bob's alone to change";
+    EXPECT_EQ(Ask("Playlist/get", {common[0]})["total"].asInt(), 1);
+    EXPECT_EQ(CodeOf("Playlist/add", common), 403) << "bob may change it alone";
     EXPECT_EQ(chown(list.c_str(), kBob, 100), 0);
     fs::permissions(list, fs::perms(0640));
-    EXPECT_EQ(Ask("Playlist", "get", {common[0]})["total"].asInt(), 1)
-        << "of a group that she is in";
-    EXPECT_EQ(CodeOf("Playlist", "add", common), 403);
+    EXPECT_EQ(Ask("Playlist/get", {common[0]})["total"].asInt(), 1) << "her group may read it";
+    EXPECT_EQ(CodeOf("Playlist/add", common), 403);
     fs::permissions(list, fs::perms(0600));
-    EXPECT_EQ(CodeOf("Playlist", "get", common), 403);
+    EXPECT_EQ(CodeOf("Playlist/get", common), 403);
     fs::permissions(list, fs::perms(0666));
-    EXPECT_EQ(CodeOf("Playlist", "add", common), 0);
-    EXPECT_EQ(Ask("Playlist", "get", {common[0]})["total"].asInt(), 2);
+    EXPECT_EQ(CodeOf("Playlist/add", common), 0);
+    EXPECT_EQ(Ask("Playlist/get", {common[0]})["total"].asInt(), 2);
 
     const std::string song = "music_p_4";
-    EXPECT_EQ(CodeOf("Song", "rate", {{"id", song}, {"rating", "4"}}), 0);
+    EXPECT_EQ(CodeOf("Song/rate", {{"id", song}, {"rating", "4"}}), 0);
     EXPECT_TRUE(fs::exists(hers() / "@eaDir/a.mp3/VARNAUDIO_SONG_RATING"));
-    const auto get = [&](const char *api, const char *method) {
-        return GetCgi(QueryOf(api, method, {{"id", song}}));
-    };
-    EXPECT_TRUE(Contains(get("Cover", "get"), "http://hers/"));
-    EXPECT_TRUE(Contains(get("Stream", "stream"), "http://hers/"));
+    const auto get = [&](const char *asked) { return GetCgi(QueryOf(asked, {{"id", song}})); };
+    EXPECT_TRUE(Contains(get("Cover/get"), "http://hers/"));
+    EXPECT_TRUE(Contains(get("Stream/stream"), "http://hers/"));
     MoveTo(hers() / "a.mp3", bobs() / "a.mp3");
-    EXPECT_TRUE(Contains(get("Stream", "stream"), "Status: 404")) << "bob's, moved there";
+    EXPECT_TRUE(Contains(get("Stream/stream"), "Status: 404")) << "bob's, moved there";
 }
 
 }  // namespace

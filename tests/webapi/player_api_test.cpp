@@ -1,5 +1,4 @@
-// The web API's player: who may use it, what reaches the player daemon, and which machines are
-// asked.
+// The web API's player: the right to use it, the player daemon, and the machines that are asked.
 #include <arpa/inet.h>
 
 #include <cstring>
@@ -9,8 +8,9 @@
 #include "ctrl/scripted_daemon.h"
 #include "dlna/scripted_media_server.h"
 #include "entry/speaker_address.h"
-#include "programs/command.h"
+#include "service/people/settings.h"
 #include "tonvale/playlists.h"
+#include "tonvale/settings.h"
 #include "varn/player.h"
 #include "webapi/api.h"
 
@@ -27,8 +27,8 @@ class PlayerApi : public ApiTest {
   protected:
     void SetUp() override {
         ApiTest::SetUp();
-        Give("alice", kAlice, RIGHT_USB);
-        Give("bob", kBob, RIGHT_ALL & ~RIGHT_USB);
+        tonvale_service::SetPermission("alice", RIGHT_USB);
+        tonvale_service::SetPermission("bob", RIGHT_ALL & ~RIGHT_USB);
     }
     // A daemon that takes any queue.
     struct Queued {
@@ -53,40 +53,33 @@ class PlayerApi : public ApiTest {
     }
 };
 
-TEST_F(PlayerApi, CommandsReachThePlayer) {
+TEST_F(PlayerApi, SendsCommandsToThePlayer) {
     ScriptedDaemon daemon(kDone);
-    EXPECT_EQ(Ask("Player", "control", {{"action", "clear"}}), Json::Value(Json::objectValue));
+    EXPECT_EQ(Ask("Player/control?action=clear"), Json::Value(Json::objectValue));
     daemon.TakeMessages();
-    const struct {
-        const char *method;
-        Given given;
-        int command;
-        std::string text;
-    } kCases[] = {
-        {"control", {{"action", "seek"}, {"value", "2147483647"}}, 9, "2147483647"},
-        {"control", {{"action", "mode"}, {"value", "repeat-one"}}, 30, "2"},
-        {"control", {{"action", "previous"}}, 1004, ""},
-        {"control", {{"action", "enable"}, {"value", "uuid:1"}}, 1005, "uuid:1"},
-        {"volume", {{"action", "set_group"}, {"value", "1,20,100"}}, 12, "1,20,100"},
-        {"queue", {{"action", "delete"}, {"value", "0"}}, 27, "0"},
-        {"equalizer",
-         {{"action", "send"}, {"value", "0,1.55,-3,24,-24,0,0,0,0,-0.04"}},
-         40,
+    const std::string levels = "0,1.55,-3,24,-24,0,0,0,0,-0.04";
+    const std::tuple<std::string, int, std::string> cases[] = {
+        {"control?action=seek&value=2147483647", 9, "2147483647"},
+        {"control?action=mode&value=repeat-one", 30, "2"},
+        {"control?action=previous", 1004, ""},
+        {"control?action=enable&value=uuid:1", 1005, "uuid:1"},
+        {"volume?action=set_group&value=1,20,100", 12, "1,20,100"},
+        {"queue?action=delete&value=0", 27, "0"},
+        {"equalizer?action=send&value=" + levels, 40,
          "0.0 1.6 -3.0 24.0 -24.0 0.0 0.0 0.0 0.0 -0.0"},
-        {"info", {{"renderer", "uuid:a b%"}}, 44, "uuid:a b%"},
-        {"info", {{"renderer", "7"}}, 45, "7"},
-        {"list", {{"action", "servers"}, {"offset", "5"}, {"limit", "500"}}, 22, "5 500"},
-    };
-    for (const auto &[method, given, command, text] : kCases) {
-        EXPECT_EQ(CodeOf("Player", method, given), 0) << method << " " << text;
+        {"info?renderer=uuid:a%20b%25", 44, "uuid:a b%"},
+        {"info?renderer=7", 45, "7"},
+        {"list?action=servers&offset=5&limit=500", 22, "5 500"}};
+    for (const auto &[asked, command, text] : cases) {
+        EXPECT_EQ(CodeOf("Player/" + asked), 0) << asked;
         const auto messages = daemon.TakeMessages();
-        ASSERT_EQ(messages.size(), 1U) << method << " " << text;
+        ASSERT_EQ(messages.size(), 1U) << asked;
         EXPECT_EQ(Told(messages[0]), std::pair(command, text));
     }
 }
 
-TEST_F(PlayerApi, RefusalsAndSilenceHaveTheirCodes) {
-    EXPECT_EQ(CodeOf("Player", "info"), 500) << "nobody is there";
+TEST_F(PlayerApi, TellsWhyThePlayerRefuses) {
+    EXPECT_EQ(CodeOf("Player/info"), 500) << "no daemon runs";
     const std::pair<std::string, int> kCases[] = {
         {R"({"success": false, "error": "no such song", "reason": "bad"})", 400},
         {R"({"success": false, "error": "no output", "reason": "failed"})", 500},
@@ -96,12 +89,11 @@ TEST_F(PlayerApi, RefusalsAndSilenceHaveTheirCodes) {
     };
     for (const auto &[answer, code] : kCases) {
         ScriptedDaemon daemon{answer};
-        EXPECT_EQ(CodeOf("Player", "control", {{"action", "play"}, {"value", "9"}}), code)
-            << answer;
+        EXPECT_EQ(CodeOf("Player/control?action=play&value=9"), code) << answer;
     }
 }
 
-TEST_F(PlayerApi, SongsOfTheLibraryAreQueued) {
+TEST_F(PlayerApi, QueuesSongsThatTheUserMayHear) {
     Query(InsertSql({.id = 1, .path = "/music/one.flac", .title = "one"}) +
           InsertSql({.id = 2, .userid = kAlice, .path = "/home/alice/two.flac", .title = "two"}) +
           InsertSql({.id = 3, .userid = kBob, .path = "/home/bob/three.flac", .title = "three"}) +
@@ -111,7 +103,7 @@ TEST_F(PlayerApi, SongsOfTheLibraryAreQueued) {
           "VALUES (5, 4, 61, '/music/four.cue')");
     Queued queued;
     const auto add = [](const std::string &songs) {
-        return CodeOf("Player", "queue", {{"action", "add"}, {"songs", songs}});
+        return CodeOf("Player/queue", {{"action", "add"}, {"songs", songs}});
     };
     EXPECT_EQ(add("music_p_2,music_1,music_1"), 0);
     EXPECT_EQ(queued.Take(),
@@ -124,10 +116,10 @@ TEST_F(PlayerApi, SongsOfTheLibraryAreQueued) {
     EXPECT_EQ(queued.Take(), "");
 }
 
-TEST_F(PlayerApi, SongsOfOtherServersAreQueued) {
+TEST_F(PlayerApi, QueuesSongsOfAServerFromItsAddressAlone) {
     Queued queued;
-    WriteFile(varn::path::kPackageConf, "media_server_any_address=\"yes\"\n");
-    // The id is the address that the server tells.
+    Configure("media_server_any_address", "yes");
+    // The server gives the id as the song's address.
     const ScriptedHttp server([](const HttpRequest &request) {
         return Reply(
             Browsed("<item id=\"1\"><title>T</title><res protocolInfo=\"http-get:*:image/"
@@ -136,7 +128,7 @@ TEST_F(PlayerApi, SongsOfOtherServersAreQueued) {
                     Asked(request, "ObjectID") + "</res></item>"));
     });
     const auto add = [&](const std::string &ids) {
-        return CodeOf("Player", "add_from_server", {{"url", server.Url()}, {"ids", ids}}, "alice",
+        return CodeOf("Player/add_from_server", {{"url", server.Url()}, {"ids", ids}}, "alice",
                       {{"no_proxy", "*"}});
     };
     EXPECT_EQ(add("http://127.0.0.1:99/a.flac,http://127.0.0.1/b"), 0);
@@ -144,12 +136,12 @@ TEST_F(PlayerApi, SongsOfOtherServersAreQueued) {
     for (const char *elsewhere : {"http://10.0.0.1/a.flac", "file:///etc/passwd", "1"}) {
         EXPECT_EQ(add(elsewhere), 404) << elsewhere;
     }
-    EXPECT_EQ(CodeOf("Player", "queue", {{"action", "add"}, {"songs", "radio_A http://10.0.0.1/"}}),
+    EXPECT_EQ(CodeOf("Player/queue", {{"action", "add"}, {"songs", "radio_A http://10.0.0.1/"}}),
               400);
     EXPECT_EQ(queued.Take(), "");
 }
 
-TEST_F(PlayerApi, NobodyIsToldWhereSongsLie) {
+TEST_F(PlayerApi, ShowsNoPaths) {
     ScriptedDaemon daemon(
         "{\"success\": true, \"song\": {\"title\": \"\", \"path\": \"/home/bob/secret/a.mp3\"}, "
         "\"songs\": [{\"title\": \"t\", \"path\": \"/home/bob/secret/b.mp3\"}, 7, "
@@ -162,9 +154,9 @@ TEST_F(PlayerApi, NobodyIsToldWhereSongsLie) {
         InsertSql({.id = 4, .userid = kAlice, .path = "/a.flac", .track = 2, .is_virtual = true}) +
         "INSERT INTO virtual_info_track (track, file_track, audio_offset, cue_sheet_path) "
         "VALUES (4, 3, 61, '/a.cue')");
-    const Json::Value info = Ask("Player", "info");
+    const Json::Value info = Ask("Player/info");
     EXPECT_EQ(info["song"]["title"], "a.mp3");
-    const Json::Value queue = Ask("Player", "queue");
+    const Json::Value queue = Ask("Player/queue");
     EXPECT_EQ(tonvale_test::Told(queue, "songs[0].title songs[2].id songs[3].id"),
               "t music_1 music_p_v_4");
     EXPECT_FALSE(queue["songs"][4].isMember("id")) << "no track begins there";
@@ -174,29 +166,29 @@ TEST_F(PlayerApi, NobodyIsToldWhereSongsLie) {
     }
 }
 
-TEST_F(PlayerApi, WhatThePlayerDoesNotTellIsNotMadeUp) {
+TEST_F(PlayerApi, ShowsOnlyWhatThePlayerTells) {
     ScriptedDaemon daemon{std::string(kDone)};
-    const Json::Value info = Ask("Player", "info");
+    const Json::Value info = Ask("Player/info");
     EXPECT_FALSE(info.isMember("song"));
     const std::string can = info["can"].toStyledString();
     EXPECT_TRUE(Contains(can, "\"seek\"") && !Contains(can, "\"pause\"")) << can;
-    EXPECT_FALSE(Ask("Player", "queue").isMember("songs"));
+    EXPECT_FALSE(Ask("Player/queue").isMember("songs"));
 }
 
-TEST_F(PlayerApi, TheSoundCard) {
+TEST_F(PlayerApi, SetsTheVolumeOfTheSoundCard) {
     WriteFile("/dev/mixer", "devices=16\nlevel4=12850\n");
-    const Json::Value card = Ask("Player", "volume", {{"action", "set_card"}, {"value", "30"}});
+    const Json::Value card = Ask("Player/volume?action=set_card&value=30");
     EXPECT_EQ(tonvale_test::Told(card, "volume mixer"), "30 /dev/mixer");
-    EXPECT_EQ(Ask("Player", "volume", {{"action", "card"}})["mixer_volume"], 30);
+    EXPECT_EQ(Ask("Player/volume?action=card")["mixer_volume"], 30);
 }
 
-TEST_F(PlayerApi, SpeakersOfThisNetworkOnlyAreAsked) {
+TEST_F(PlayerApi, AsksOnlySpeakersOfThisNetwork) {
     ScriptedSpeaker speaker(
         "RTSP/1.0 401 Unauthorized\r\nCSeq: CSEQ\r\n"
         "WWW-Authenticate: Digest realm=\"r\", nonce=\"n\"\r\n\r\n");
     const std::string here = "127.0.0.1:" + speaker.Port();
     const auto ask = [](const std::string &renderer) {
-        return CodeOf("Player", "password_test", {{"renderer", renderer}});
+        return CodeOf("Player/password_test", {{"renderer", renderer}});
     };
     for (const std::string &renderer : Words(here + " 8.8.8.8 [::1]:5000 224.0.0.1:5000 0.0.0.0")) {
         EXPECT_EQ(ask(renderer), 403) << renderer;
@@ -208,10 +200,10 @@ TEST_F(PlayerApi, SpeakersOfThisNetworkOnlyAreAsked) {
     }
     EXPECT_EQ(ask("192.168.1.2:5000\r\nX: y"), 400);
     EXPECT_TRUE(speaker.TakeRequests().empty());
-    WriteFile(varn::path::kPackageConf, "speaker_any_address=\"yes\"\n");
+    Configure("speaker_any_address", "yes");
     const Given given = {{"renderer", here}};
-    EXPECT_EQ(Ask("Player", "password_test", given)["status"], "locked");
-    EXPECT_EQ(Ask("Player", "password_test", {{"renderer", here}, {"value", "s3cret"}})["status"],
+    EXPECT_EQ(Ask("Player/password_test", given)["status"], "locked");
+    EXPECT_EQ(Ask("Player/password_test", {{"renderer", here}, {"value", "s3cret"}})["status"],
               "wrong");
     EXPECT_EQ(speaker.TakeRequests().size(), 3U);
 }
@@ -237,7 +229,7 @@ TEST(SpeakerAddress, IsANeighboursOrNot) {
     }
     EXPECT_FALSE(IsNeighbour("", networks));
     EXPECT_FALSE(IsNeighbour("192.168.1.1", {}));
-    // What this machine is in; at least it is not its own neighbour.
+    // The networks of this machine.
     EXPECT_FALSE(IsNeighbour("127.0.0.1", tonvale_entry::AttachedNetworks()));
 
     const auto both = ParseSpeakerAddress("[fd00::1]:7000");

@@ -1,4 +1,4 @@
-// Playlist pages: of files and of rules, with a personal library and without.
+// Pages of normal and smart playlists, with a personal library and without.
 #include <gtest/gtest.h>
 #include <json/value.h>
 #include <unistd.h>
@@ -46,7 +46,7 @@ class Playlists : public DatabaseTest {
     static std::string Own() { return root().string() + "/volume1/homes/alice/music"; }
     static std::string Preferences() { return At(kPreferences); }
 
-    // Songs 5 to 1, of which number 4 is not in the library, and a stream.
+    // A stream, the songs 5, 4, 2 and 1, and a file that is not in the library.
     static void WriteList(const std::string &file) {
         fs::create_directories(fs::path(file).parent_path());
         std::string text = "#EXTM3U\r\nhttp://radio/x\r\n";
@@ -71,7 +71,7 @@ class Playlists : public DatabaseTest {
     }
 };
 
-TEST_F(Playlists, WhereANormalPlaylistIsFound) {
+TEST_F(Playlists, FindNormalOnesByTheirKeyAndLibrary) {
     WriteList(Preferences() + "/playlists/7 O'B.m3u");
     WriteList(Preferences() + "/__VARN_AUDIO_SHARED_SONGS__.m3u");
     const char *const sharedSongs = Tonvale::webapi::playlist::kSharedSongsId;
@@ -99,7 +99,7 @@ TEST_F(Playlists, WhereANormalPlaylistIsFound) {
     EXPECT_EQ(Summary(page), "music_" + Music() + "/unknown.mp3:0 music_2:5");
 }
 
-TEST_F(Playlists, PagesOfASmartPlaylist) {
+TEST_F(Playlists, PageThroughSmartOnes) {
     WriteFile(varn::path::kSmartPlaylists,
               "\"all\" { year > 2001 }\n\"none\" { year > 3000 }\n"
               "\"broken\" { year }\n");
@@ -129,15 +129,15 @@ TEST_F(Playlists, PagesOfASmartPlaylist) {
     EXPECT_EQ(Alice().GetTotalFromSmartPlaylist("year > 2003", "shared"), 2);
     EXPECT_EQ(Alice().GetTotalFromSmartPlaylist("not SQL", "all"), -1);
     EXPECT_EQ(Alice().GetTotalFromSmartPlaylist("", "all"), -1) << "no rules are not every song";
-    // Who may edit shared ones.
+    // Editing shared playlists takes a right.
     WriteFile(varn::path::kUsersFile, R"({"1030": {"playlist": true}, "1031": {"sharing": true}})");
     EXPECT_TRUE(Alice().GetSharedPlaylistPrivilege());
     EXPECT_FALSE(PlaylistLibrary(kBob, "bob", "").GetSharedPlaylistPrivilege());
     EXPECT_FALSE(PlaylistLibrary(kAlice, "", "").GetSharedPlaylistPrivilege());
 }
 
-// What is found is tested with the pins that store it.
-TEST_F(Playlists, TellWhichIdentifierHasNoFile) {
+// The tests of pins cover the files that are found.
+TEST_F(Playlists, LogIdentifiersThatHaveNoFile) {
     WriteList(Preferences() + "/playlists/mine.m3u");
     WriteFile(std::string(kPreferences) + "/playlists/smart.playlist", "\"own\" { broken }\n");
     std::string name = "before";
@@ -166,7 +166,7 @@ TEST_F(Playlists, TellWhichIdentifierHasNoFile) {
     EXPECT_EQ(name + path, "own" + Preferences() + "/playlists/smart.playlist");
 }
 
-TEST_F(Playlists, LookingForAFileLeavesTheIdsAsItIsKnownTo) {
+TEST_F(Playlists, LeaveTheProcessWithTheIdsThatCallersExpect) {
     if (!IsRoot()) {
         GTEST_SKIP() << "a process without rights runs as one account";
     }

@@ -6,10 +6,8 @@
 #include <fstream>
 #include <set>
 
-#include "platform/child.h"
-#include "programs/command.h"
-#include "varn/packageconf.h"
-#include "varn/sql.h"
+#include "service/people/settings.h"
+#include "tonvale/settings.h"
 #include "webapi/api.h"
 
 namespace {
@@ -31,26 +29,26 @@ class PlaylistApi : public ApiTest {
             songs += InsertSql({.id = id, .userid = userid, .path = path, .title = path});
         }
         Query(songs);
-        Give("bob", kBob, RIGHT_PLAYLIST);
+        tonvale_service::SetPermission("bob", RIGHT_PLAYLIST);
     }
     static fs::path music() { return scratch() / "music"; }
 
     static Texts Names(const Given &parameters = {}, const std::string &user = "alice") {
-        return Each(Ask("Playlist", "list", parameters, user)["playlists"], "name");
+        return Each(Ask("Playlist/list", parameters, user)["playlists"], "name");
     }
     static Texts Songs(const std::string &id, const std::string &user = "alice") {
-        return Each(Ask("Playlist", "get", {{"id", id}}, user)["songs"]);
+        return Each(Ask("Playlist/get", {{"id", id}}, user)["songs"]);
     }
-    // Makes a playlist and takes it through all that can be done with it.
+    // Makes a playlist, changes it in every way, and deletes it.
     static void GoThrough(const std::string &library, const std::string &user) {
         const std::string name = "O'Brien & 100% \"x\" \xC3\xA9, y";
         const Given wanted = {{"library", library}, {"name", name}, {"songs", "music_1,music_2"}};
-        std::string id = Ask("Playlist", "create", wanted, user)["id"].asString();
-        EXPECT_EQ(CodeOf("Playlist", "create", wanted, user), 409);
+        std::string id = Ask("Playlist/create", wanted, user)["id"].asString();
+        EXPECT_EQ(CodeOf("Playlist/create", wanted, user), 409);
         EXPECT_EQ(Names({{"library", library}}, user), Texts{name});
         const auto change = [&](const char *method, Given parameters) {
             parameters.emplace_back("id", id);
-            return Ask("Playlist", method, parameters, user);
+            return Ask("Playlist/"s + method, parameters, user);
         };
         change("add", {{"songs", "[\"music_1\",\"http://r.example/live?a=1,2\"]"}});
         change("add", {{"songs", "music_3,music_1"}, {"skip_duplicate", "true"}});
@@ -69,7 +67,7 @@ class PlaylistApi : public ApiTest {
         EXPECT_TRUE(page["songs"][0]["additional"].isMember("song_tag"));
         for (const auto &[method, position] : {std::pair("replace", "3"), {"remove", "0,2"}}) {
             const Given beyond = {{"id", id}, {"position", position}, {"songs", "music_1"}};
-            EXPECT_EQ(CodeOf("Playlist", method, beyond, user), 400) << method;
+            EXPECT_EQ(CodeOf("Playlist/"s + method, beyond, user), 400) << method;
         }
         id = change("rename", {{"name", "New"}})["id"].asString();
         EXPECT_EQ(Names({{"library", library}}, user), Texts{"New"});
@@ -80,38 +78,37 @@ class PlaylistApi : public ApiTest {
     }
 };
 
-TEST_F(PlaylistApi, AreMadeChangedAndDeleted) {
+TEST_F(PlaylistApi, MakesChangesAndDeletesPlaylists) {
     GoThrough("shared", "bob");
     GoThrough("personal", "alice");
-    const std::string monday = Ask("Playlist", "create", {{"name", "Monday"}})["id"].asString();
-    Ask("Playlist", "create", {{"name", "Sunday"}, {"format", "pls"}});
-    EXPECT_EQ(CodeOf("Playlist", "create", {{"name", "Sunday"}, {"format", "m3u"}}), 409);
-    // Also in a folder that is closed to the package's account.
+    const std::string monday = Ask("Playlist/create?name=Monday")["id"].asString();
+    Ask("Playlist/create?name=Sunday&format=pls");
+    EXPECT_EQ(CodeOf("Playlist/create?name=Sunday&format=m3u"), 409);
+    // The same in a folder that is closed to the package's account.
     const fs::path folder =
         fs::path(Value("SELECT min(path) FROM personal_playlist")).parent_path();
     fs::permissions(folder, fs::perms::owner_all);
-    EXPECT_EQ(CodeOf("Playlist", "rename", {{"id", monday}, {"name", "Sunday"}}), 409);
+    EXPECT_EQ(CodeOf("Playlist/rename", {{"id", monday}, {"name", "Sunday"}}), 409);
     fs::permissions(folder, fs::perms(0777));
-    ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
+    Configure("enable_personal_library", "no");
     GoThrough("personal", "alice");
-    EXPECT_EQ(CodeOf("Playlist", "create", {{"name", "x"}, {"format", "pls"}}), 400);
+    EXPECT_EQ(CodeOf("Playlist/create?name=x&format=pls"), 400);
 }
 
-// What is done with one list at once, and whether files and names agree afterwards.
-TEST_F(PlaylistApi, OfRenamesAtOnceOneHoldsAndTheOthersAreTold) {
+// Several requests change one list at once. Afterwards files and names agree.
+TEST_F(PlaylistApi, KeepsOneOfSeveralRenamesAtOnce) {
     const auto round = [](const std::string &library, const std::string &name, bool isDeleted) {
         const std::string id =
-            Ask("Playlist", "create", {{"library", library}, {"name", name}}, "bob")["id"]
-                .asString();
+            Ask("Playlist/create", {{"library", library}, {"name", name}}, "bob")["id"].asString();
         const Texts methods = Words(isDeleted ? "rename rename rename add get delete delete"
                                               : "rename rename rename add get");
         std::vector<pid_t> children;
         for (const std::string &method : methods) {
             const std::string newName = name + (children.empty() ? "b" : "c");
             children.push_back(StartInChild([&] {
-                const Given given = Taken("Playlist", method,
+                const Given given = Taken("Playlist/" + method,
                                           {{"id", id}, {"name", newName}, {"songs", "music_1"}});
-                const int code = CodeOf("Playlist", method, given, "bob");
+                const int code = CodeOf("Playlist/" + method, given, "bob");
                 EXPECT_TRUE(code == 0 || (code == 409 && method == "rename") ||
                             (code == 404 && (isDeleted || library == "personal")))
                     << method << ": " << code;
@@ -131,12 +128,12 @@ TEST_F(PlaylistApi, OfRenamesAtOnceOneHoldsAndTheOthersAreTold) {
         round("shared", name, *name > 'v');
     }
     check("shared", music() / "playlists", 2);
-    ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
+    Configure("enable_personal_library", "no");
     round("personal", "y", false);
     check("personal", At("/usr/varn/etc/preference/bob/playlists"), 1);
 }
 
-TEST_F(PlaylistApi, AreListedWithTheSmartOnes) {
+TEST_F(PlaylistApi, ListsNormalAndSmartPlaylistsInPages) {
     WriteFile(varn::path::kSmartPlaylists,
               "\"good\" { year >= 0 }\n\"bad\" { year }\n\"../..\" { year > 1 }\n");
     WriteFile("/usr/varn/etc/preference/alice/playlists/smart.playlist",
@@ -151,112 +148,125 @@ TEST_F(PlaylistApi, AreListedWithTheSmartOnes) {
     EXPECT_EQ(Names({{"library", "personal"}}), (Texts{"hers", "her \xC3\xA9"}));
     for (std::size_t offset = 0; offset < 7; ++offset) {
         const Json::Value page =
-            Ask("Playlist", "list", {{"offset", std::to_string(offset)}, {"limit", "2"}});
+            Ask("Playlist/list", {{"offset", std::to_string(offset)}, {"limit", "2"}});
         const std::size_t end = std::min<std::size_t>(offset + 2, 6);
         EXPECT_EQ(Each(page["playlists"], "name"),
                   Texts(all.begin() + static_cast<long>(std::min(offset, end)),
                         all.begin() + static_cast<long>(end)));
         EXPECT_EQ(page["total"].asInt(), 6);
     }
-    const Texts ids = Each(Ask("Playlist", "list")["playlists"]);
+    const Texts ids = Each(Ask("Playlist/list")["playlists"]);
     EXPECT_EQ(ids[1], "playlist_personal_smart/her \xC3\xA9");
     EXPECT_EQ(Songs(ids[1]).size(), 4U);
     EXPECT_EQ(Songs(ids[4], "bob").size(), 4U);
-    EXPECT_EQ(CodeOf("Playlist", "get", {{"id", ids[1]}}, "bob"), 404);
-    EXPECT_EQ(CodeOf("Playlist", "get", {{"id", "playlist_shared_smart/bad"}}), 404);
+    EXPECT_EQ(CodeOf("Playlist/get", {{"id", ids[1]}}, "bob"), 404);
+    EXPECT_EQ(CodeOf("Playlist/get?id=playlist_shared_smart/bad"), 404);
 }
 
-// By hand and by the API in one file: what is not meant stays as it was written.
-TEST_F(PlaylistApi, SmartOnesAreTriedMadeChangedAndDeleted) {
-    const std::string others = "# mine\n\"bad\" { year }\n\"old\" { # all\n year >= 0 }";
-    WriteFile(varn::path::kSmartPlaylists, others);
-    const auto file = [] { return ReadFile(At(varn::path::kSmartPlaylists)); };
-    Query("UPDATE track SET year = id");
+// Rules that were written by hand and by the API, in one file.
+class SmartPlaylistApi : public PlaylistApi {
+  protected:
+    static constexpr char kOthers[] = "# mine\n\"bad\" { year }\n\"old\" { # all\n year >= 0 }";
+    static constexpr char kName[] = R"(a "b\c)";
+
+    void SetUp() override {
+        PlaylistApi::SetUp();
+        WriteFile(varn::path::kSmartPlaylists, kOthers);
+        Query("UPDATE track SET year = id");
+        tonvale_service::SetPermission("alice", RIGHT_SHARING);
+        tonvale_service::SetPermission("bob", RIGHT_PLAYLIST | RIGHT_SHARING);
+    }
+    static std::string File() { return ReadFile(At(varn::path::kSmartPlaylists)); }
+    static Given Smart(const std::string &library, const std::string &rule) {
+        return {{"library", library}, {"name", kName}, {"rule", rule}};
+    }
+    static std::string Create(const Given &given, const std::string &user) {
+        return Ask("Playlist/create_smart", given, user)["id"].asString();
+    }
+    static int Link(const char *method, const std::string &id, const std::string &user) {
+        return CodeOf("Sharing/"s + method, {{"playlist_id", id}}, user);
+    }
+};
+
+TEST_F(SmartPlaylistApi, PreviewsRulesAndRefusesBadOnes) {
     const Json::Value tried =
-        Ask("Playlist", "preview", {{"rule", "year <= 3 # at most"}, {"limit", "2"}});
+        Ask("Playlist/preview", {{"rule", "year <= 3 # at most"}, {"limit", "2"}});
     EXPECT_EQ(tried["total"].asInt(), 3);
     EXPECT_EQ(tried["songs"].size(), 2U);
-    const std::string name = R"(a "b\c)";
-    const auto create = [&](const std::string &rule, const std::string &user) {
-        return Given{
-            {"library", user == "bob" ? "shared" : "personal"}, {"name", name}, {"rule", rule}};
-    };
     for (const char *rule : {"year", "year > 1 } \"x\" { year > 2", "year > 1 }", "}",
                              "title is \"", "year > 1 order by"}) {
-        EXPECT_EQ(CodeOf("Playlist", "create_smart", create(rule, "bob"), "bob"), 400) << rule;
-        EXPECT_EQ(CodeOf("Playlist", "preview", {{"rule", rule}}), 400) << rule;
+        EXPECT_EQ(CodeOf("Playlist/create_smart", Smart("shared", rule), "bob"), 400) << rule;
+        EXPECT_EQ(CodeOf("Playlist/preview", {{"rule", rule}}), 400) << rule;
     }
-    Give("alice", kAlice, RIGHT_SHARING);
-    Give("bob", kBob, RIGHT_PLAYLIST | RIGHT_SHARING);
-    const auto link = [](const char *method, const std::string &id, const std::string &user) {
-        return CodeOf("Sharing", method, {{"playlist_id", id}}, user);
-    };
-    // What alice does with hers is nothing to bob's of the same name.
-    Given his = create("year > 1", "bob");
-    his.front().second = "personal";
-    const std::string hisId = Ask("Playlist", "create_smart", his, "bob")["id"].asString();
-    EXPECT_EQ(link("create", hisId, "bob"), 0);
+    EXPECT_EQ(File(), kOthers);
+}
+
+// Bob has one of his own by the name of alice's, and its link stays.
+TEST_F(SmartPlaylistApi, ChangesThePlaylistThatIsMeant) {
+    const std::string his = Create(Smart("personal", "year > 1"), "bob");
+    EXPECT_EQ(Link("create", his, "bob"), 0);
     for (const std::string user : {"alice", "bob"}) {
-        const std::string id =
-            Ask("Playlist", "create_smart", create("year > 1 # x", user), user)["id"].asString();
-        EXPECT_EQ(CodeOf("Playlist", "create_smart", create("year > 1", user), user), 409);
-        EXPECT_EQ(Ask("Playlist", "rule", {{"id", id}}, user)["rule"], "year > 1 # x");
-        Ask("Playlist", "set_rule", {{"id", id}, {"rule", "year is 2"}}, user);
+        const Given smart = Smart(user == "bob" ? "shared" : "personal", "year > 1 # x");
+        const std::string id = Create(smart, user);
+        EXPECT_EQ(CodeOf("Playlist/create_smart", smart, user), 409);
+        EXPECT_EQ(Ask("Playlist/rule", {{"id", id}}, user)["rule"], "year > 1 # x");
+        Ask("Playlist/set_rule", {{"id", id}, {"rule", "year is 2"}}, user);
         EXPECT_EQ(Songs(id, user), Texts{"music_2"});
         for (const char *method : {"set_rule", "rename", "delete"}) {
             const Given given = {{"id", id}, {"name", "x"}, {"rule", "year > 9"}};
-            EXPECT_EQ(user == "bob" ? CodeOf("Playlist", method, given) : 403, 403) << method;
+            EXPECT_EQ(user == "bob" ? CodeOf("Playlist/"s + method, given) : 403, 403) << method;
         }
-        EXPECT_EQ(link("create", id, user), 0);
-        EXPECT_EQ(CodeOf("Playlist", "rename", {{"id", id}, {"name", name}}, user), 409);
+        EXPECT_EQ(Link("create", id, user), 0);
+        EXPECT_EQ(CodeOf("Playlist/rename", {{"id", id}, {"name", kName}}, user), 409);
         const std::string renamed =
-            Ask("Playlist", "rename", {{"id", id}, {"name", "other"}}, user)["id"].asString();
-        EXPECT_EQ(link("get", renamed, user), 0);
+            Ask("Playlist/rename", {{"id", id}, {"name", "other"}}, user)["id"].asString();
+        EXPECT_EQ(Link("get", renamed, user), 0);
         EXPECT_EQ(Songs(renamed, user), Texts{"music_2"});
-        Ask("Playlist", "delete", {{"id", renamed}}, user);
-        EXPECT_EQ(CodeOf("Playlist", "get", {{"id", renamed}}, user), 404);
+        Ask("Playlist/delete", {{"id", renamed}}, user);
+        EXPECT_EQ(CodeOf("Playlist/get", {{"id", renamed}}, user), 404);
     }
-    EXPECT_EQ(link("get", hisId, "bob"), 0);
+    EXPECT_EQ(Link("get", his, "bob"), 0);
     EXPECT_EQ(Value("SELECT count(*) FROM playlist_sharing"), "1");
-    EXPECT_EQ(file(), others + "\n");
-    Ask("Playlist", "set_rule", {{"id", "playlist_shared_smart/old"}, {"rule", "year is 1"}},
-        "bob");
-    EXPECT_EQ(file(), "# mine\n\"bad\" { year }\n\"old\" {\nyear is 1\n}\n");
+    EXPECT_EQ(File(), kOthers + "\n"s);
+    Ask("Playlist/set_rule", {{"id", "playlist_shared_smart/old"}, {"rule", "year is 1"}}, "bob");
+    EXPECT_EQ(File(), "# mine\n\"bad\" { year }\n\"old\" {\nyear is 1\n}\n");
+}
 
-    // All may read what is written: what only root may read does not get there.
+// Every user may read the rules that the API writes.
+TEST_F(SmartPlaylistApi, CopiesNoRulesThatOnlyRootMayRead) {
     const std::string path = At(varn::path::kSmartPlaylists);
     fs::rename(path, path + ".roots");
     EXPECT_EQ(chmod((path + ".roots").c_str(), 0600), 0);
     fs::create_symlink(path + ".roots", path);
-    EXPECT_EQ(CodeOf("Playlist", "create_smart", create("year > 1", "bob"), "bob"),
+    EXPECT_EQ(CodeOf("Playlist/create_smart", Smart("shared", "year > 1"), "bob"),
               IsRoot() ? 500 : 0);
     EXPECT_EQ(fs::is_symlink(path), IsRoot());
 }
 
-TEST_F(PlaylistApi, NobodyElsesAreReachedOrChanged) {
+TEST_F(PlaylistApi, KeepsPlaylistsFromOtherUsers) {
     const std::string shared =
-        Ask("Playlist", "create", {{"library", "shared"}, {"name", "all"}}, "bob")["id"].asString();
-    const std::string hers =
-        Ask("Playlist", "create", {{"name", "hers"}, {"songs", "music_4"}})["id"].asString();
+        Ask("Playlist/create?library=shared&name=all", {}, "bob")["id"].asString();
+    const std::string hers = Ask("Playlist/create?name=hers&songs=music_4")["id"].asString();
     for (const char *method : {"rename", "delete", "add", "remove", "replace", "remove_missing"}) {
         Given parameters = {{"name", "x"}, {"songs", "music_1"}, {"position", "0"}, {"id", shared}};
-        EXPECT_EQ(CodeOf("Playlist", method, parameters), 403) << method << ": without the right";
+        EXPECT_EQ(CodeOf("Playlist/"s + method, parameters), 403)
+            << method << ": without the right";
         parameters.back().second = hers;
-        EXPECT_EQ(CodeOf("Playlist", method, parameters, "bob"), 404) << method << ": alice's";
+        EXPECT_EQ(CodeOf("Playlist/"s + method, parameters, "bob"), 404) << method << ": alice's";
     }
     EXPECT_EQ(Songs(hers), Texts{"music_4"});
     EXPECT_EQ(Names(), (Texts{"hers", "all"}));
 
     // Without personal libraries a key is the name of a file.
-    ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
-    Ask("Playlist", "create", {{"name", "own"}});
+    Configure("enable_personal_library", "no");
+    Ask("Playlist/create?name=own");
     WriteFile("/usr/varn/etc/preference/alice/secret.m3u", "http://secret/\n");
     for (const char *key : {"../secret", "playlists/../../secret", "..", "own/../own", "", "Own"}) {
-        EXPECT_NE(
-            CodeOf("Playlist", "get", {{"id", std::string("playlist_personal_normal/") + key}}), 0)
+        EXPECT_NE(CodeOf("Playlist/get", {{"id", std::string("playlist_personal_normal/") + key}}),
+                  0)
             << key;
     }
-    EXPECT_EQ(CodeOf("Playlist", "get", {{"id", "playlist_personal_normal/own"}}, "bob"), 404);
+    EXPECT_EQ(CodeOf("Playlist/get?id=playlist_personal_normal/own", {}, "bob"), 404);
     EXPECT_EQ(Songs("playlist_personal_normal/own"), Texts());
 }
 

@@ -1,14 +1,11 @@
 // entry.cgi through the CGI environment.
 
-#include <fstream>
 #include <regex>
 #include <sstream>
 
 #include "entry/action.h"
-#include "platform/child.h"
 #include "sharing/shared_library.h"
 #include "varn/process.h"
-#include "varn/systempath.h"
 #include "webapi/api.h"
 
 namespace {
@@ -17,7 +14,7 @@ using namespace tonvale_test;
 
 constexpr char kJson[] = "Content-Type: application/json; charset=utf-8\r\n\r\n";
 
-// An answer that has this code, and tells in words why.
+// True for an answer with this code and a message.
 bool IsRefused(const std::string &answer, int code, const std::string &status = "") {
     return answer.starts_with(status + kJson + "{\"error\":{\"code\":" + std::to_string(code) +
                               ",\"message\":\"");
@@ -25,7 +22,6 @@ bool IsRefused(const std::string &answer, int code, const std::string &status = 
 
 using Cgi = DatabaseTest;
 
-// Every method with what it must refuse, and the code of each refusal.
 class Contract : public SharedLibraryTest, protected Api {
   protected:
     void SetUp() override {
@@ -41,18 +37,16 @@ class Contract : public SharedLibraryTest, protected Api {
     static Json::Value Asked(const std::string &method, const std::string &query,
                              const std::string &user = "alice", Variables variables = {}) {
         const std::size_t dot = method.rfind('.');
-        variables.insert({{"REQUEST_METHOD", "GET"},
-                          {"REMOTE_USER", user},
-                          {"QUERY_STRING", "version=1&api=VARN.Tonvale." + method.substr(0, dot) +
-                                               "&method=" + method.substr(dot + 1) + "&" + query}});
-        return Parsed(RunCgi(variables));
+        variables.emplace("REMOTE_USER", user);
+        const std::string asked = method.substr(0, dot) + "/" + method.substr(dot + 1);
+        return Parsed(GetCgi(QueryOf(asked + "?" + query), variables));
     }
     // The code of a refusal; 0 for a success.
     static int CodeOf(const std::string &method, const std::string &query,
                       const std::string &user = "alice", const Variables &variables = {}) {
         return Asked(method, query, user, variables)["error"]["code"].asInt();
     }
-    // All that a method could have changed.
+    // Everything that a method can change.
     static std::string State() {
         return ReadFile(At(varn::path::kUsersFile)) + ReadFile(In("hers.m3u")) + ReadFile(List()) +
                std::to_string(std::distance(fs::directory_iterator(music()), {})) +
@@ -64,9 +58,9 @@ class Contract : public SharedLibraryTest, protected Api {
     }
 };
 
-// A method, the code of its refusals, and queries that it must refuse so: of alice, or of the user
-// before the method. A number in brackets is so many characters. What the description forbids is
-// tested with it.
+// A method, the code of its refusals, and queries that it must refuse: of alice, or of the user
+// before the method. "[9]" stands for nine characters. DescribedBounds tests the bounds that are
+// described.
 constexpr char kRefusals[] = R"(
 Nothing.get 102 x
 info.get 102 x
@@ -187,7 +181,7 @@ admin:User.change 403 name=admin&administrator=false
 MediaServer.list 400 wait=1&address=127.0.0.1
 )";
 
-TEST_F(Contract, BadValuesAreRefusedAndChangeNothing) {
+TEST_F(Contract, RefusesBadValuesAndChangesNothing) {
     const std::pair<const char *, std::string> kShort[] = {
         {"BOBS", std::to_string(bobs_)},
         {"HERS", "playlist_personal_normal/7"},
@@ -233,11 +227,11 @@ TEST_F(Contract, BadValuesAreRefusedAndChangeNothing) {
     EXPECT_TRUE(IsRefused(GetCgi(""), 102));
     const std::string get = "api=VARN.Tonvale.Song&version=1&method=get";
     EXPECT_TRUE(Contains(GetCgi(get + "&id=" + In("song")), "'song' is no song's identifier"))
-        << "no folder of this machine is told";
+        << "the message names no folder of this machine";
     EXPECT_TRUE(IsRefused(RunCgi({{"REQUEST_METHOD", "PUT"}, {"REMOTE_USER", "alice"}}), 405));
 }
 
-TEST_F(Contract, OthersPagesAndStrangersGetNowhere) {
+TEST_F(Contract, RefusesStrangersAndOtherSites) {
     const Variables elsewhere = {{"HTTP_SEC_FETCH_SITE", "cross-site"}};
     const Variables here = {{"HTTP_SEC_FETCH_SITE", "same-origin"}};
     // All others change something.
@@ -253,7 +247,7 @@ TEST_F(Contract, OthersPagesAndStrangersGetNowhere) {
             const std::string method =
                 std::string(api->name.substr(13)) + "." + std::string(row.name);
             SCOPED_TRACE(method);
-            // One method is asked to ask elsewhere by this parameter.
+            // Cover.get asks elsewhere where it is given an address.
             const bool asksElsewhere = row.asksElsewhere || method == "Cover.get";
             const std::string query = asksElsewhere ? "url=ftp://x/&address=x" : "x";
             const bool changes = std::count(reading.begin(), reading.end(), row.name) == 0;
@@ -277,8 +271,8 @@ TEST_F(Contract, OthersPagesAndStrangersGetNowhere) {
     EXPECT_EQ(State(), before);
 }
 
-// What takes no root's rights for its work has none, and no way back to them. What takes them for
-// moments writes no list with them.
+// A method that needs no root's rights cannot take them back. One that takes them for moments
+// writes its list without them.
 TEST_F(Cgi, GivesRootsRightsUpWhereItCan) {
     const bool isRoot = IsRoot();
     for (const auto &[api, isKept] :
@@ -294,7 +288,7 @@ TEST_F(Cgi, GivesRootsRightsUpWhereItCan) {
             const auto action = tonvale_entry::FindAction(request);
             EXPECT_EQ(seteuid(0) == 0, isTaken) << api;
             EXPECT_TRUE(!isTaken || action->Process());
-            EXPECT_NE(seteuid(0), 0) << "a list is written with root's rights";
+            EXPECT_NE(seteuid(0), 0) << "the list was written with root's rights";
         });
         EXPECT_TRUE(holds) << api;
     }
@@ -326,9 +320,20 @@ TEST_F(Cgi, ReadsForms) {
     EXPECT_TRUE(IsRefused(post(type, length, form, "api=VARN.Tonvale.Info"), 400));
 }
 
-TEST_F(Cgi, SendsFiles) {
-    WriteFile(varn::path::kIndexFolders, scratch().string() + "\n");
-    std::ofstream(scratch() / "O'B 100% #1?\xC3\xA9.FLAC") << "sound";
+class CgiStream : public DatabaseTest {
+  protected:
+    static constexpr char kStream[] = "version=1&api=VARN.Tonvale.Stream&method=stream&id=";
+
+    void SetUp() override {
+        DatabaseTest::SetUp();
+        WriteFile(varn::path::kIndexFolders, scratch().string() + "\n");
+    }
+    static std::string Header(const std::string &rest) {
+        return GetCgi(kStream + rest, {{"REQUEST_METHOD", "HEAD"}});
+    }
+};
+
+TEST_F(CgiStream, SendsOnlyFilesThatTheUserMayHear) {
     for (const auto &[id, name] : {std::pair(1, "O'B 100% #1?\xC3\xA9.FLAC"),
                                    {2, "gone\r\nX: y/a.mp3"},
                                    {3, ""},
@@ -336,22 +341,22 @@ TEST_F(Cgi, SendsFiles) {
         Query(InsertSql({.id = id, .path = scratch() / name}));
     }
     Query(InsertSql({.id = 6, .userid = kBob, .path = scratch() / "a_b.mp3"}));
-    const std::string stream = "version=1&api=VARN.Tonvale.Stream&method=stream&id=";
-    const std::string sent = GetCgi(stream + "music_1");
+    for (const char *name : {"O'B 100% #1?\xC3\xA9.FLAC", "a\tb.mp3", "a_b.mp3"}) {
+        Touch(scratch() / name, "sound");
+    }
+    const std::string sent = GetCgi(kStream + std::string("music_1"));
     EXPECT_TRUE(sent.starts_with("Status: 200 OK\r\nX-Accel-Buffering: no\r\n")) << sent;
     EXPECT_TRUE(sent.ends_with("Content-Type: audio/flac\r\nContent-Length: 5\r\n\r\nsound"))
         << sent;
-    const std::string gone = "Status: 404 Not Found\r\n";
-    for (const char *name : {"a\tb.mp3", "a_b.mp3"}) {
-        std::ofstream(scratch() / name) << name;
-    }
-    EXPECT_TRUE(GetCgi(stream + "music_4").ends_with("\r\n\r\na\tb.mp3"));
+    EXPECT_TRUE(GetCgi(kStream + std::string("music_4")).ends_with("\r\n\r\nsound"));
     for (const std::string &id : Words("music_2 music_3 music_v_1 music_p_6")) {
-        EXPECT_TRUE(IsRefused(GetCgi(stream + id), 404, gone)) << id;
+        EXPECT_TRUE(IsRefused(GetCgi(kStream + id), 404, "Status: 404 Not Found\r\n")) << id;
     }
+}
+
+// A cut has the type of the encoder's answer. A name may belong to another format.
+TEST_F(CgiStream, CutsOnlyWhatItCanCut) {
     const std::string bad = "Status: 400 Bad Request\r\n";
-    // What is cut out of a file has the type that the encoder's answer has, where it can be cut. A
-    // name may belong to another format.
     const std::string plain = "Status: 200 OK\r\n\r\n";
     const std::string mpeg = "Status: 200 OK\r\nContent-Type: audio/mpeg\r\n\r\n";
     const std::tuple<const char *, const char *, const char *, const std::string &> cuts[] = {
@@ -360,28 +365,29 @@ TEST_F(Cgi, SendsFiles) {
         {"a.AIFF", "aiff", "pcm", bad},    {"a.wav", "aiff", "pcm", bad},
         {"a.wav", "flac", "flac", bad},    {"a.m4a", "mp4", "aac", plain},
         {"a.m4a", "mp4", "pcm", bad}};
+    Query(InsertSql({.id = 3}));
     for (const auto &[name, container, codec, answer] : cuts) {
-        std::ofstream(scratch() / name) << name;
+        Touch(scratch() / name, name);
         Query("UPDATE track SET path = '" + (scratch() / name).string() + "', container = '" +
-              container + "', codec = '" + codec + "' WHERE id = 3");
-        const std::string got = RunCgi({{"REQUEST_METHOD", "HEAD"},
-                                        {"QUERY_STRING", stream + "music_3&position=1"},
-                                        {"REMOTE_USER", "alice"}});
+              container + "', codec = '" + codec + "'");
+        const std::string got = Header("music_3&position=1");
         EXPECT_TRUE(&answer == &bad ? IsRefused(got, 400, bad) : got == answer)
             << name << " " << container << " " << codec;
     }
-    // MP3 has a list of bit rates for each kind of sampling rate.
+}
+
+// MP3 has a list of bit rates for each kind of sampling rate.
+TEST_F(CgiStream, RefusesBitRatesThatMp3DoesNotHave) {
+    Touch(scratch() / "a.flac");
+    Query(InsertSql({.id = 1, .path = scratch() / "a.flac"}));
     const std::tuple<int, const char *, const char *> rates[] = {
         {44100, "32000", "24000"}, {0, "320000", "144000"},     {96000, "160000", "150000"},
         {28000, "224000", "8000"}, {22050, "144000", "192000"}, {8000, "64000", "80000"}};
     for (const auto &[frequency, permitted, refused] : rates) {
         Query("UPDATE track SET frequency = " + std::to_string(frequency));
         for (const char *rate : {permitted, refused}) {
-            EXPECT_EQ(RunCgi({{"REQUEST_METHOD", "HEAD"},
-                              {"QUERY_STRING", stream + "music_1&format=mp3&bitrate=" + rate},
-                              {"REMOTE_USER", "alice"}})
-                          .starts_with("Status: 200"),
-                      rate == permitted)
+            const std::string header = Header("music_1&format=mp3&bitrate=" + std::string(rate));
+            EXPECT_EQ(header.starts_with("Status: 200"), rate == permitted)
                 << frequency << " " << rate;
         }
     }

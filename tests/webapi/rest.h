@@ -1,4 +1,4 @@
-// The API below /rest/ over HTTP, and what its answers look like.
+// The API below /rest/ over HTTP, and the shapes of its answers.
 #pragma once
 
 #include <map>
@@ -13,18 +13,18 @@ struct _xmlNode;
 
 namespace tonvale_test {
 
-// The form of answers, from the protocol's documentation. A line is a shape: its name, and then its
-// members as NAME:TYPE, or NAME:TYPE? for one that may be absent. Types: s text, i whole number,
-// n number, b true or false, t moment, another shape, [TYPE] an array. A shape "A : B" has the
-// members of B as well. "value" is the text of its element in XML.
+// Shapes of answers, from the protocol's documentation. A shape is its name and its members:
+// NAME:TYPE, or NAME:TYPE? for one that may be absent. Types: s text, i whole number, n number,
+// b true or false, t moment, another shape, [TYPE] an array. A shape "A :B" has the members of B
+// and its own. "value" is the text of its element in XML.
 class Shapes {
   public:
     explicit Shapes(const std::string &text);
 
-    // What is wrong with a JSON value, "" for nothing.
+    // How a JSON value differs from a type, "" where it does not.
     std::string Wrong(const Json::Value &value, const std::string &type) const;
 
-    // The same value out of XML.
+    // A value of a type from XML.
     Json::Value FromXml(const std::string &xml, const std::string &type) const;
 
   private:
@@ -45,9 +45,9 @@ class Rest : public Served, protected Api {
 
     // "u=alice&p=KEY&v=1.16.1&c=test".
     std::string By(const std::string &user = "alice") const;
-    // The answer to "ENDPOINT?PARAMETERS", as the user with JSON.
+    // The answer to "ENDPOINT?PARAMETERS" of a user, as JSON.
     Json::Value AskRest(const std::string &query, const std::string &user = "alice") const;
-    // Its code, -1 where it succeeded.
+    // The code of a refusal; -1 where the request succeeds.
     int FaultOf(const std::string &query, const std::string &user = "alice") const;
 
     std::map<std::string, std::string> keys_;  // of users

@@ -1,4 +1,4 @@
-// What clients change, play and look at below /rest/, beside the library's lists.
+// What clients change, play and look at below /rest/. rest_test.cpp tests the library's lists.
 #include <fstream>
 #include <regex>
 #include <thread>
@@ -25,7 +25,7 @@ class RestChanges : public Rest {
         std::string songs;
         for (const auto &[id, userid] : {std::pair(2, 0U), {3, 0U}, {4, kAlice}, {5, kBob}}) {
             const fs::path path = scratch() / (std::to_string(id) + ".mp3");
-            std::ofstream(path) << "sound";
+            Touch(path, "sound");
             TrackRow row = {.id = id, .userid = userid, .path = path, .title = "t"};
             row.album = "A";
             row.artist = row.album_artist = "B";
@@ -43,13 +43,19 @@ class RestChanges : public Rest {
     std::string Make(const std::string &parameters) const {
         return AskRest("createPlaylist?" + parameters)["playlist"]["id"].asString();
     }
+    // Requests that must succeed, between blanks.
+    void Do(const std::string &queries) const {
+        for (const std::string &query : Words(queries)) {
+            EXPECT_EQ(FaultOf(query), -1) << query;
+        }
+    }
     HttpAnswer Fetch(const std::string &query, const std::string &fields = "") const {
         return Get("/rest/" + query + "&" + By(), fields);
     }
 };
 
-// What must be refused, after the code of the refusal. "@album" stands for the
-// identifier of the songs' album; the song 5 is bob's.
+// Codes, each before the requests that are refused with it. "@album" stands for the identifier of
+// the songs' album. The song 5 is bob's.
 constexpr char kRefusals[] = R"(
 0 getAlbum?id=@album&id=@album getAlbumList?type=best getAlbumList2?type=newest&size=-1
   getAlbumList2?type=newest&offset=99999999999 search2?query=a&query=b
@@ -79,7 +85,7 @@ constexpr char kRefusals[] = R"(
 -1 getArtistInfo?id=music_4 getPlaylists?username=
 )";
 
-TEST_F(RestChanges, BadRequestsAreRefused) {
+TEST_F(RestChanges, RefusesBadRequests) {
     int code = 0;
     for (const std::string &word : Words(kRefusals)) {
         if (std::atoi(word.c_str()) != 0 || word == "0") {
@@ -92,26 +98,25 @@ TEST_F(RestChanges, BadRequestsAreRefused) {
     }
 }
 
-TEST_F(RestChanges, PlaylistsAreTheUsersToChange) {
+TEST_F(RestChanges, ChangesPlaylistsForTheirUserAlone) {
     const std::string id = Make("name=M%26M&songId=music_1&songId=music_2&songId=music_1");
     const std::string named = "?playlistId=" + Encoded(id);
     EXPECT_EQ(Entries(id), (Texts{"music_1", "music_2", "music_1"}));
     EXPECT_EQ(FaultOf("createPlaylist?name=M%26M"), 0);
-    // Streams and lost songs are entries that clients do not see, and do not count.
+    // Clients neither see nor count streams and lost songs, and keep them.
     const fs::path file = Value("SELECT path FROM personal_playlist");
     std::ofstream(file, std::ios::app) << "http://radio.example/\n/gone.mp3\n";
-    EXPECT_EQ(FaultOf("updatePlaylist" + named + "&songIdToAdd=music_3&songIdToAdd=music_4"), -1);
+    Do("updatePlaylist" + named + "&songIdToAdd=music_3&songIdToAdd=music_4");
     EXPECT_EQ(Entries(id), (Texts{"music_1", "music_2", "music_1", "music_3", "music_4"}));
-    EXPECT_EQ(FaultOf("updatePlaylist" + named +
-                      "&songIndexToRemove=3&songIndexToRemove=0&name=N&comment=x&public=false"),
-              -1);
+    Do("updatePlaylist" + named +
+       "&songIndexToRemove=3&songIndexToRemove=0&name=N&comment=x&public=false");
     EXPECT_EQ(Entries(id), (Texts{"music_2", "music_1", "music_4"}));
     EXPECT_NE(ReadFile(Value("SELECT path FROM personal_playlist")).find("radio.example"),
               std::string::npos);
     const Json::Value list = AskRest("getPlaylists")["playlists"]["playlist"];
     ASSERT_EQ(list.size(), 1U);
     EXPECT_EQ(Told(list[0], "name owner songCount duration public"), "N alice 3 10 false");
-    // What is refused changes nothing.
+    // A refused request changes nothing.
     Make("name=taken");
     const std::pair<std::string, int> refused[] = {
         {"updatePlaylist" + named + "&songIndexToRemove=3", 0},
@@ -131,13 +136,13 @@ TEST_F(RestChanges, PlaylistsAreTheUsersToChange) {
         EXPECT_EQ(FaultOf(query + Encoded(id), "bob"), 70) << query;
     }
     EXPECT_EQ(Entries(id), (Texts{"music_2", "music_1", "music_4"}));
-    EXPECT_EQ(FaultOf("createPlaylist" + named + "&songId=music_3"), -1);
+    Do("createPlaylist" + named + "&songId=music_3");
     EXPECT_EQ(Entries(id), Texts{"music_3"});
-    EXPECT_EQ(FaultOf("deletePlaylist?id=" + Encoded(id)), -1);
+    Do("deletePlaylist?id=" + Encoded(id));
     EXPECT_EQ(FaultOf("getPlaylist?id=" + Encoded(id)), 70);
 }
 
-TEST_F(RestChanges, SumsFollowTheFileAndTheLibrary) {
+TEST_F(RestChanges, PlaylistSumsFollowTheFileAndTheLibrary) {
     const std::string id = Make("name=M&songId=music_1&songId=music_2");
     const auto sum = [&] {
         return Told(AskRest("getPlaylists"),
@@ -151,11 +156,11 @@ TEST_F(RestChanges, SumsFollowTheFileAndTheLibrary) {
     EXPECT_EQ(sum(), "2 10");
     Query("UPDATE track SET duration = 20 WHERE id = 2");
     EXPECT_EQ(sum(), "2 30");
-    EXPECT_EQ(FaultOf("updatePlaylist?songIndexToRemove=0&playlistId=" + Encoded(id)), -1);
+    Do("updatePlaylist?songIndexToRemove=0&playlistId=" + Encoded(id));
     EXPECT_EQ(sum(), "1 20");
 }
 
-TEST_F(RestChanges, SmartPlaylistsAreReadAlone) {
+TEST_F(RestChanges, RefusesToChangeSmartPlaylists) {
     WriteFile(varn::path::kSmartPlaylists, "\"All\" { title is \"t\" }\n");
     const Json::Value list = AskRest("getPlaylists")["playlists"]["playlist"];
     ASSERT_EQ(list.size(), 1U) << list;
@@ -168,14 +173,13 @@ TEST_F(RestChanges, SmartPlaylistsAreReadAlone) {
     }
 }
 
-TEST_F(RestChanges, OfChangesAtOnceNoneIsLost) {
+TEST_F(RestChanges, LosesNoneOfSeveralChangesAtOnce) {
     const std::string id = Make("name=many");
     std::vector<std::thread> clients;
     for (int client = 0; client < 4; ++client) {
         clients.emplace_back([&] {
             for (int turn = 0; turn < 3; ++turn) {
-                EXPECT_EQ(FaultOf("updatePlaylist?songIdToAdd=music_1&playlistId=" + Encoded(id)),
-                          -1);
+                Do("updatePlaylist?songIdToAdd=music_1&playlistId=" + Encoded(id));
             }
         });
     }
@@ -185,18 +189,14 @@ TEST_F(RestChanges, OfChangesAtOnceNoneIsLost) {
     EXPECT_EQ(Entries(id).size(), 12U);
 }
 
-TEST_F(RestChanges, SongsAreMarkedAndPlayed) {
+TEST_F(RestChanges, RecordsStarsRatingsAndPlays) {
     const std::string album = tonvale_subsonic::AlbumId("A", "B");
     const std::string artist = tonvale_subsonic::ArtistId("b");
-    EXPECT_EQ(FaultOf("star?id=music_1&id=music_2&albumId=" + album + "&artistId=" + artist), -1);
-    EXPECT_EQ(FaultOf("star?id=" + album), -1);
-    EXPECT_EQ(FaultOf("unstar?id=music_2"), -1);
-    EXPECT_EQ(FaultOf("setRating?id=" + album + "&rating=4"), -1);
-    EXPECT_EQ(FaultOf("setRating?id=music_1&rating=5"), -1);
-    EXPECT_EQ(FaultOf("scrobble?id=music_1&id=music_1&id=music_2&time=1000000000000"
-                      "&time=1100000000000&time="),
-              -1);
-    EXPECT_EQ(FaultOf("scrobble?id=music_3&submission=false"), -1);
+    Do("star?id=music_1&id=music_2&albumId=" + album + "&artistId=" + artist + " star?id=" + album +
+       " unstar?id=music_2 setRating?rating=4&id=" + album +
+       " setRating?id=music_1&rating=5 scrobble?id=music_3&submission=false "
+       "scrobble?id=music_1&id=music_1&id=music_2"
+       "&time=1000000000000&time=1100000000000&time=");
     const auto marks = tonvale_service::MarksOf(kAlice, {1, 2, 3});
     EXPECT_GT(marks.at(1).favouriteSince, 0);
     EXPECT_EQ(marks.at(2).favouriteSince, 0);
@@ -211,36 +211,35 @@ TEST_F(RestChanges, SongsAreMarkedAndPlayed) {
         many += "&albumId=" + album;
     }
     EXPECT_EQ(FaultOf(many), 0);
-    EXPECT_EQ(FaultOf("setRating?id=music_1&rating=1", "bob"), -1) << "it takes no right";
+    EXPECT_EQ(FaultOf("setRating?id=music_1&rating=1", "bob"), -1) << "bob has no rights";
 }
 
-TEST_F(RestChanges, QueuesAndBookmarksGoWithTheUser) {
+TEST_F(RestChanges, KeepsQueuesAndBookmarksOfEachUser) {
     EXPECT_FALSE(AskRest("getPlayQueue").isMember("playQueue"));
-    EXPECT_EQ(FaultOf("savePlayQueue?id=music_1&id=music_2&current=music_2&position=1500"), -1);
+    Do("savePlayQueue?id=music_1&id=music_2&current=music_2&position=1500");
     Json::Value queue = AskRest("getPlayQueueByIndex")["playQueueByIndex"];
     EXPECT_EQ(Told(queue, "currentIndex position changedBy"), "1 1500 test");
-    EXPECT_EQ(FaultOf("savePlayQueueByIndex?id=music_1&id=music_1&currentIndex=1"), -1);
+    Do("savePlayQueueByIndex?id=music_1&id=music_1&currentIndex=1");
     queue = AskRest("getPlayQueue")["playQueue"];
     EXPECT_EQ(queue["current"], "music_1");
     EXPECT_EQ(Each(queue["entry"]), (Texts{"music_1", "music_1"}));
-    EXPECT_EQ(FaultOf("createBookmark?id=music_1&position=100&comment=%3Chere%3E"), -1);
-    EXPECT_EQ(FaultOf("createBookmark?id=music_1&position=200"), -1);
+    Do("createBookmark?id=music_1&position=100&comment=%3Chere%3E "
+       "createBookmark?id=music_1&position=200");
     const Json::Value bookmarks = AskRest("getBookmarks")["bookmarks"]["bookmark"];
     ASSERT_EQ(bookmarks.size(), 1U);
     EXPECT_EQ(Told(bookmarks[0], "position entry.id"), "200 music_1");
     EXPECT_EQ(FaultOf("deleteBookmark?id=music_1", "bob"), 70);
     EXPECT_FALSE(AskRest("getPlayQueue", "bob").isMember("playQueue"));
     EXPECT_EQ(AskRest("getPlayQueue")["playQueue"]["entry"].size(), 2U);
-    EXPECT_EQ(FaultOf("deleteBookmark?id=music_1"), -1);
-    EXPECT_EQ(FaultOf("savePlayQueue?id=music_5"), -1) << "a song that is lost, or another user's";
-    EXPECT_TRUE(AskRest("getPlayQueue")["playQueue"]["entry"].empty());
+    Do("deleteBookmark?id=music_1 savePlayQueue?id=music_5");
+    EXPECT_TRUE(AskRest("getPlayQueue")["playQueue"]["entry"].empty()) << "the song is bob's";
 }
 
-TEST_F(RestChanges, SharesPublishPlaylists) {
+TEST_F(RestChanges, SharesSongsUntilTheLinkIsDeleted) {
     const std::string made = "createShare?id=music_1&id=music_2&description=For+you";
     const Json::Value share = AskRest(made + "&expires=4102444800000")["shares"]["share"][0];
     EXPECT_EQ(share["description"], "For you");
-    EXPECT_GT(share["created"].asString(), "2026") << "the day when it was made";
+    EXPECT_GT(share["created"].asString(), "2026") << "the day of the request";
     EXPECT_EQ(share["entry"].size(), 2U);
     EXPECT_TRUE(share["expires"].asString().starts_with("2100-01-0")) << share;
     const std::string id = share["id"].asString();
@@ -252,9 +251,9 @@ TEST_F(RestChanges, SharesPublishPlaylists) {
         const Json::Value more =
             AskRest("createShare?id=music_1&description=" + std::string(given));
         EXPECT_EQ(Told(more["shares"]["share"][0], "description"), name);
-        EXPECT_EQ(FaultOf("deleteShare?id=" + more["shares"]["share"][0]["id"].asString()), -1);
+        Do("deleteShare?id=" + more["shares"]["share"][0]["id"].asString());
     }
-    EXPECT_EQ(FaultOf("updateShare?id=" + id + "&expires=0"), -1);
+    Do("updateShare?expires=0&id=" + id);
     const Json::Value list = AskRest("getShares")["shares"]["share"];
     ASSERT_EQ(list.size(), 1U);
     EXPECT_FALSE(list[0].isMember("expires"));
@@ -265,11 +264,11 @@ TEST_F(RestChanges, SharesPublishPlaylists) {
     EXPECT_EQ(FaultOf("deleteShare?id=" + id, "bob"), 70);
     EXPECT_EQ(FaultOf("updateShare?expires=0&id=" + id, "bob"), 70);
     EXPECT_TRUE(AskRest("getShares", "bob")["shares"]["share"].empty());
-    EXPECT_EQ(FaultOf("deleteShare?id=" + id), -1);
+    Do("deleteShare?id=" + id);
     EXPECT_EQ(AskRest("getPlaylists")["playlists"]["playlist"].size(), 4U);
 }
 
-TEST_F(RestChanges, SongsSoundAsAsked) {
+TEST_F(RestChanges, SendsSoundCoversAndLyricsAsAsked) {
     Query("UPDATE track SET bitrate = 900000 WHERE id = 1");
     const std::string file = ReadFile(scratch() / "O'B 100% #1 \xC3\xA9.flac");
     EXPECT_EQ(Fetch("stream?id=music_1").body, file);
@@ -283,16 +282,16 @@ TEST_F(RestChanges, SongsSoundAsAsked) {
         const char *query;
         const char *type;
         double seconds;
-        int bitRate;  // bytes a second
+        int bytes;  // a second
     } cases[] = {{"&maxBitRate=65", "audio/mpeg", 10, 8000},
                  {"&format=mp3", "audio/mpeg", 10, 16000},
                  {"&format=opus&maxBitRate=1&timeOffset=4", "audio/mpeg", 6, 4000},
                  {"&format=wav&timeOffset=8&estimateContentLength=true", "audio/x-wav", 2, 176400}};
-    for (const auto &[query, type, seconds, bitRate] : cases) {
+    for (const auto &[query, type, seconds, bytes] : cases) {
         const HttpAnswer answer = Fetch("stream?id=music_1" + std::string(query));
         EXPECT_TRUE(answer.Has("Content-Type: " + std::string(type))) << query << answer.header;
         EXPECT_TRUE(answer.Has("Content-Length: " + std::to_string(answer.body.size()))) << query;
-        EXPECT_NEAR(static_cast<double>(answer.body.size()), seconds * bitRate, bitRate) << query;
+        EXPECT_NEAR(static_cast<double>(answer.body.size()), seconds * bytes, bytes) << query;
     }
     Draw("300x300", scratch() / "cover.jpg");
     EXPECT_GT(Fetch("getCoverArt?id=music_1").body.size(), 1000U);
@@ -310,7 +309,7 @@ TEST_F(RestChanges, SongsSoundAsAsked) {
     EXPECT_EQ(AskRest("getLyrics?title=song&artist=none")["lyrics"]["value"], "");
 }
 
-TEST_F(RestChanges, TheServerIsForThoseWhoMay) {
+TEST_F(RestChanges, LetsUsersWithTheRightUseServerAndPlayer) {
     const std::pair<const char *, int> cases[] = {
         {"getUser?username=bob", -1},
         {"getUser?username=alice", 50},
@@ -340,7 +339,7 @@ TEST_F(RestChanges, TheServerIsForThoseWhoMay) {
     const Json::Value queue = AskRest("jukeboxControl?action=get")["jukeboxPlaylist"];
     EXPECT_EQ(queue["position"], 7);
     EXPECT_EQ(Each(queue["entry"], "title"), (Texts{"x.mp3", "song"}));
-    EXPECT_EQ(FaultOf("jukeboxControl?action=add&id=music_1"), -1);
+    Do("jukeboxControl?action=add&id=music_1");
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 
 #include "service/people/settings.h"
 #include "subsonic/ids.h"
-#include "varn/sql.h"
 
 namespace {
 
@@ -78,65 +77,38 @@ Playing :Child username:s minutesAgo:i playerId:i playerName:s
 NowPlaying entry:[Playing]
 )";
 
-// What is asked, and the shape of the member that the answer has beside the usual ones. "@album"
-// and "@artist" stand for identifiers of the library below.
-struct Asked {
-    const char *query;
-    const char *member;
-    const char *type;
-};
-constexpr Asked kAnswers[] = {
-    {"ping", "", ""},
-    {"ping.view", "", ""},
-    {"getLicense", "license", "License"},
-    {"getOpenSubsonicExtensions", "openSubsonicExtensions", "[Extension]"},
-    {"tokenInfo", "tokenInfo", "User"},
-    {"getMusicFolders", "musicFolders", "Folders"},
-    {"getIndexes", "indexes", "Indexes"},
-    {"getIndexes?musicFolderId=0&ifModifiedSince=1", "indexes", "Indexes"},
-    {"getMusicDirectory?id=dir_3", "directory", "Directory"},
-    {"getMusicDirectory?id=dir_2", "directory", "SongDirectory"},
-    {"getMusicDirectory?id=@album", "directory", "AlbumDirectory"},
-    {"getMusicDirectory?id=@artist", "directory", "ArtistDirectory"},
-    {"getGenres", "genres", "Genres"},
-    {"getArtists", "artists", "Artists"},
-    {"getArtists?musicFolderId=1", "artists", "Artists"},
-    {"getArtist?id=@artist", "artist", "WholeArtist"},
-    {"getAlbum?id=@album", "album", "WholeAlbum"},
-    {"getSong?id=music_1", "song", "Child"},
-    {"getArtistInfo?id=@artist", "artistInfo", "ArtistInfo"},
-    {"getArtistInfo2?id=@artist&count=1", "artistInfo2", "ArtistInfo"},
-    {"getAlbumInfo?id=@album", "albumInfo", "AlbumInfo"},
-    {"getAlbumInfo2?id=@album", "albumInfo", "AlbumInfo"},
-    {"getTopSongs?artist=A", "topSongs", "Songs"},
-    {"getSimilarSongs?id=music_1", "similarSongs", "Songs"},
-    {"getSimilarSongs2?id=@artist", "similarSongs2", "Songs"},
-    {"getAlbumList?type=newest", "albumList", "AlbumChildren"},
-    {"getAlbumList2?type=alphabeticalByName", "albumList2", "Albums"},
-    {"getNowPlaying", "nowPlaying", "NowPlaying"},
-    {"getStarred", "starred", "Found2"},
-    {"getStarred2?musicFolderId=0", "starred2", "Found"},
-    {"getRandomSongs?genre=Pop&fromYear=1990&toYear=2000", "randomSongs", "Songs"},
-    {"getSongsByGenre?genre=Pop", "songsByGenre", "Songs"},
-    {"search2?query=unfriendly", "searchResult2", "Found2"},
-    {"search3?query=%22%22", "searchResult3", "Found"},
-    {"getUser?username=alice", "user", "Account"},
-    {"getPlaylists", "playlists", "Playlists"},
-    {"getPlaylist?id=playlist_shared_smart%2FAll", "playlist", "WholePlaylist"},
-    {"star?id=music_1&albumId=@album&artistId=@artist", "", ""},
-    {"scrobble?id=music_1&submission=True", "", ""},
-    {"createBookmark?id=music_1&position=5&comment=%26", "", ""},
-    {"getBookmarks", "bookmarks", "Bookmarks"},
-    {"savePlayQueue?id=music_1&id=music_2", "", ""},
-    {"getPlayQueue", "playQueue", "Queue"},
-    {"getPlayQueueByIndex", "playQueueByIndex", "QueueByIndex"},
-    {"getShares", "shares", "Shares"},
-    {"getInternetRadioStations", "internetRadioStations", "Stations"},
-    {"getScanStatus", "scanStatus", "Scan"},
-    {"getLyrics?title=nothing", "lyrics", "Lyrics"},
-};
+// Requests, each before the member that its answer has beside the usual ones, or "-". "@album" and
+// "@artist" stand for identifiers of the library below.
+constexpr char kAnswers[] = R"(
+ping - ping.view - getLicense license:License
+getOpenSubsonicExtensions openSubsonicExtensions:[Extension] tokenInfo tokenInfo:User
+getMusicFolders musicFolders:Folders getIndexes indexes:Indexes
+getIndexes?musicFolderId=0&ifModifiedSince=1 indexes:Indexes
+getMusicDirectory?id=dir_3 directory:Directory getMusicDirectory?id=dir_2 directory:SongDirectory
+getMusicDirectory?id=@album directory:AlbumDirectory
+getMusicDirectory?id=@artist directory:ArtistDirectory getGenres genres:Genres
+getArtists artists:Artists getArtists?musicFolderId=1 artists:Artists
+getArtist?id=@artist artist:WholeArtist getAlbum?id=@album album:WholeAlbum
+getSong?id=music_1 song:Child getArtistInfo?id=@artist artistInfo:ArtistInfo
+getArtistInfo2?id=@artist&count=1 artistInfo2:ArtistInfo getAlbumInfo?id=@album albumInfo:AlbumInfo
+getAlbumInfo2?id=@album albumInfo:AlbumInfo getTopSongs?artist=A topSongs:Songs
+getSimilarSongs?id=music_1 similarSongs:Songs getSimilarSongs2?id=@artist similarSongs2:Songs
+getAlbumList?type=newest albumList:AlbumChildren
+getAlbumList2?type=alphabeticalByName albumList2:Albums getNowPlaying nowPlaying:NowPlaying
+getStarred starred:Found2 getStarred2?musicFolderId=0 starred2:Found
+getRandomSongs?genre=Pop&fromYear=1990&toYear=2000 randomSongs:Songs
+getSongsByGenre?genre=Pop songsByGenre:Songs search2?query=unfriendly searchResult2:Found2
+search3?query=%22%22 searchResult3:Found getUser?username=alice user:Account
+getPlaylists playlists:Playlists getPlaylist?id=playlist_shared_smart%2FAll playlist:WholePlaylist
+star?id=music_1&albumId=@album&artistId=@artist - scrobble?id=music_1&submission=True -
+createBookmark?id=music_1&position=5&comment=%26 - getBookmarks bookmarks:Bookmarks
+savePlayQueue?id=music_1&id=music_2 - getPlayQueue playQueue:Queue
+getPlayQueueByIndex playQueueByIndex:QueueByIndex getShares shares:Shares
+getInternetRadioStations internetRadioStations:Stations getScanStatus scanStatus:Scan
+getLyrics?title=nothing lyrics:Lyrics
+)";
 
-// A title that XML has to write in another way, and a character that it does not have.
+// A title that XML has to escape.
 const std::string kAlbum = "X & \"Y\"";
 const std::string kUnfriendly = "<a href='x'>&\"unfriendly\"]]>\t\n\xF0\x9F\x8E\xB5";
 
@@ -145,30 +117,22 @@ class RestApi : public Rest {
     void SetUp() override {
         Rest::SetUp();
         const std::string music = scratch().string();
-        const auto folder = [](int id, const std::string &path, const std::string &title) {
-            return *varn::Sql(
-                "INSERT INTO directory (id, path, title) "
-                "VALUES (@VARN:INT, '@VARN:VAR', '@VARN:VAR');",
-                id, path, title);
-        };
-        std::string sql = folder(1, music, "music") + folder(2, music + "/d", "d & <e>") +
-                          folder(3, music + "/e", "e") + folder(4, music + "/e/f", "f");
+        std::string sql = FolderSql(1, music) + FolderSql(2, music + "/d & <e>") +
+                          FolderSql(3, music + "/e") + FolderSql(4, music + "/e/f");
+        TrackRow first = {.id = 1, .path = music + "/d & <e>/1.flac", .title = kUnfriendly};
+        first.album = kAlbum;
+        first.artist = first.album_artist = "A";
+        first.composer = "C";
+        first.genres = {"Pop", "Rock"};
+        first.year = 1999;
+        first.track = 1;
+        const std::string second = music + "/d & <e>/2.mp3";
         const TrackRow songs[] = {
-            {1,
-             0,
-             music + "/d/1.flac",
-             kUnfriendly,
-             kAlbum,
-             "A",
-             "A",
-             "C",
-             {"Pop", "Rock"},
-             1999,
-             1},
-            {2, 0, music + "/d/2.mp3", "two", kAlbum, "A feat. B", "A", "", {"Pop"}, 1999, 2},
+            first,
+            {2, 0, second, "two", kAlbum, "A feat. B", "A", "", {"Pop"}, 1999, 2},
             {3, 0, music + "/3.mp3", "three", "Z", "B", "", "", {"Rock"}, 1980, 1},
             {4, 0, music + "/4.mp3", "four", "Z", "C", "", "", {}, 1980, 2},
-            {5, 0, music + "/5.mp3", "five \x01", "", "", "", "", {}, 0, 0},
+            {5, 0, music + "/5.mp3", "five \x01", "", "", "", "", {}, 0, 0},  // XML has no \x01
             {6, kAlice, "/home/alice/music/6.mp3", "own", "Mine", "Alice", "", "", {"Pop"}, 2001}};
         for (const TrackRow &song : songs) {
             sql += InsertSql(song);
@@ -207,23 +171,20 @@ class RestApi : public Rest {
     }
 };
 
-TEST_F(RestApi, AnswersAreAsDocumentedInBothFormats) {
-    std::string text = kShapes;
-    for (const Asked &asked : kAnswers) {
-        const std::string member =
-            *asked.member == '\0' ? "" : " " + std::string(asked.member) + ":" + asked.type;
-        const Shapes shapes(text + "Answer :Response" + member);
-        const std::string query = Filled(asked.query);
-        const std::string mark = query.find('?') == query.npos ? "?" : "&";
-        if (std::string(asked.query).starts_with("getRandom") ||
-            std::string(asked.query).starts_with("getSimilar")) {
-            EXPECT_EQ(shapes.Wrong(AskRest(query), "Answer"), "") << query;
-            continue;  // another one each time
-        }
-        const HttpAnswer xml = Get("/rest/" + query + mark + By(), "");
-        EXPECT_TRUE(xml.Has("Content-Type: text/xml; charset=utf-8")) << xml.header;
-        Json::Value json = AskRest(query);
+TEST_F(RestApi, AnswersAsDocumentedInBothFormats) {
+    std::istringstream answers(kAnswers);
+    for (std::string asked, member; answers >> asked >> member;) {
+        const Shapes shapes(std::string(kShapes) + "Answer :Response " +
+                            (member == "-" ? "" : member));
+        const std::string query = Filled(asked);
+        const Json::Value json = AskRest(query);
         EXPECT_EQ(shapes.Wrong(json, "Answer"), "") << query;
+        if (query.starts_with("getRandom") || query.starts_with("getSimilar")) {
+            continue;  // chosen anew for each answer
+        }
+        const HttpAnswer xml =
+            Get("/rest/" + query + (Contains(query, "?") ? "&" : "?") + By(), "");
+        EXPECT_TRUE(xml.Has("Content-Type: text/xml; charset=utf-8")) << xml.header;
         const std::string same = StrictJson(json.toStyledString()).toStyledString();
         const std::string without = std::regex_replace(same, std::regex(R"(\\u0001)"), "");
         EXPECT_EQ(shapes.FromXml(xml.body, "Answer").toStyledString(), without) << query;
@@ -231,7 +192,7 @@ TEST_F(RestApi, AnswersAreAsDocumentedInBothFormats) {
     }
 }
 
-TEST_F(RestApi, TellWhatTheLibraryKnows) {
+TEST_F(RestApi, TellsWhatTheLibraryKnows) {
     const Json::Value song = AskRest("getSong?id=music_1")["song"];
     EXPECT_EQ(song["title"], kUnfriendly);
     EXPECT_EQ(Told(song, "size bitRate duration suffix replayGain.trackGain"),
@@ -247,7 +208,7 @@ TEST_F(RestApi, TellWhatTheLibraryKnows) {
               "- 4 2 5");
     EXPECT_TRUE(list["album"][3].isMember("starred") && !list["album"][2].isMember("starred"));
 
-    // A guest on the album of another one is found, and not listed.
+    // A guest on another artist's album is found, and not listed.
     const std::string guest = ArtistId("A FEAT. B");
     EXPECT_EQ(Each(AskRest("getArtist?id=" + guest)["artist"]["album"], "name"),
               (Texts{"X & \"Y\""}));
@@ -266,11 +227,11 @@ TEST_F(RestApi, TellWhatTheLibraryKnows) {
     EXPECT_TRUE(
         AskRest("getIndexes?ifModifiedSince=" + std::to_string(read))["indexes"]["index"].empty());
     EXPECT_EQ(Names("getMusicFolders", "musicFolders", "musicFolder", "id"), (Texts{"0", "1"}));
-    // Its songs have one album, so that it comes once.
+    // Two songs of Pop are of one album, which counts once.
     EXPECT_EQ(Names("getGenres", "genres", "genre", "albumCount"), (Texts{"2", "2"}));
 }
 
-TEST_F(RestApi, ListsHaveTheirOrderAndTheirPages) {
+TEST_F(RestApi, KeepsTheOrderAndThePagesOfLists) {
     const std::pair<const char *, Texts> lists[] = {
         {"type=alphabeticalByName", {"[no album]", "Mine", "X & \"Y\"", "Z"}},
         {"type=alphabeticalByName&size=2&offset=1", {"Mine", "X & \"Y\""}},
@@ -306,7 +267,7 @@ TEST_F(RestApi, ListsHaveTheirOrderAndTheirPages) {
     EXPECT_EQ(Names("search3?query=feat", "searchResult3", "artist", "name"), (Texts{"A feat. B"}));
     EXPECT_EQ(Names("search3?query=x+y&songCount=0", "searchResult3", "album", "name"),
               (Texts{"X & \"Y\""}));
-    // Everything, page for page.
+    // All songs, page by page.
     std::multiset<std::string> ids;
     for (int offset = 0; offset < 8; offset += 2) {
         for (const std::string &id :
@@ -317,7 +278,7 @@ TEST_F(RestApi, ListsHaveTheirOrderAndTheirPages) {
     }
     EXPECT_EQ(ids, (std::multiset<std::string>{"music_1", "music_2", "music_3", "music_4",
                                                "music_5", "music_6"}));
-    // Another user sees nothing of what is alice's.
+    // Bob does not see alice's song.
     for (const char *query : {"search3?query=own", "getTopSongs?artist=Alice"}) {
         EXPECT_EQ(AskRest(query, "bob").toStyledString().find("music_6"), std::string::npos);
     }

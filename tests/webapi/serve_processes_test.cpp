@@ -1,8 +1,6 @@
 // The processes of `tonvale serve`: their bounds, and how they end and start again.
 #include <deque>
 
-#include "misc/pictures.h"
-#include "platform/child.h"
 #include "varn/database.h"
 #include "varn/descriptor.h"
 #include "varn/process.h"
@@ -16,13 +14,12 @@ using namespace std::chrono_literals;
 
 TEST_F(Served, BoundsTheEncoders) {
     AddLongSong();
-    ASSERT_EQ(VARNAudioConfSet("max_encoders", "1"), 0);
-    chmod(At(varn::path::kPackageConf).c_str(), 0644);
+    Configure("max_encoders", "1");
     UseEncoder("exec yes");
     fs::remove_all(At(varn::path::kEncoderSlots));
     Serve();
     {
-        // A reader that does not read holds its turn, and no more than that.
+        // A client that does not read holds its turn and nothing else.
         HttpClient slow(port_);
         const std::string form = "method=stream&id=music_1&format=mp3";
         slow.Send("POST /webapi/entry.cgi?version=1&api=VARN.Tonvale.Stream HTTP/1.0\r\n" +
@@ -47,10 +44,10 @@ TEST_F(Served, BoundsTheEncoders) {
         std::size_t written = 0;
         while (name != "wchar:" && counters >> name >> written) {
         }
-        EXPECT_LT(written, 16U << 20) << "no server takes the sound at once";
+        EXPECT_LT(written, 16U << 20) << "no process takes the sound faster than its client";
     }
     EXPECT_TRUE(Eventually([] { return !EncoderRuns(); }));
-    // One that cannot start, or turns that cannot be counted, are no matter of waiting.
+    // An encoder that cannot start, and turns that cannot be counted, are failures.
     fs::remove(At(varn::path::kEncoder));
     EXPECT_EQ(Stream("&format=mp3").Status(), 500);
     UseEncoder("exit 0");
@@ -60,9 +57,9 @@ TEST_F(Served, BoundsTheEncoders) {
     EXPECT_TRUE(Eventually([this] { return Stream("&format=mp3").Status() == 200; }));
 }
 
-// Tables are locked: who asks for them waits in a line, leaves room to others, and gets an answer.
+// Requests for locked tables wait in a line, leave room to other users, and get an answer.
 TEST_F(Served, BoundsTheRequestsOfAnAccount) {
-    ASSERT_EQ(VARNAudioConfSet("trusted_proxies", "127.0.0.2"), 0);
+    Configure("trusted_proxies", "127.0.0.2");
     AddSong();
     Serve();
     const varn::Connection locker = varn::ConnectLibrary(varn::Server::kLocal);
@@ -85,7 +82,7 @@ TEST_F(Served, BoundsTheRequestsOfAnAccount) {
     for (HttpClient &client : clients) {
         EXPECT_EQ(client.Status(), 200) << "waits, and is not refused";
     }
-    // The visitors of public pages are one account, whose turns one network cannot fill.
+    // Visitors of public pages are one account. One network cannot take all of its turns.
     ASSERT_EQ(VARNDBExecute(locker.get(), lock, nullptr), 0);
     HttpClient client(port_);
     client.Send(Request(search, Login("alice")));
@@ -110,11 +107,11 @@ TEST_F(Served, BoundsTheRequestsOfAnAccount) {
     EXPECT_TRUE(Contains(Get(search).body, "\"success\":true"));
 }
 
-// Clients hold what they get: headers and bodies come by the byte, and nobody reads the sound. A
-// login that is written in many ways is one, and so are the addresses of one network.
-TEST_F(Served, AnswersBesideClientsThatHoldOn) {
+// Slow clients send headers and bodies by the byte, and read no sound. All spellings of a login
+// count as one, and so do the addresses of a network.
+TEST_F(Served, AnswersBesideSlowClients) {
     fs::resize_file(AddSong(), 64 << 20);
-    ASSERT_EQ(VARNAudioConfSet("trusted_proxies", "::1 10.0.0.0/8 127.0.0.2/32"), 0);
+    Configure("trusted_proxies", "::1 10.0.0.0/8 127.0.0.2/32");
     Serve();
     const auto end = std::chrono::steady_clock::now() + 11s;
     std::deque<HttpClient> headers, bodies, readers;
@@ -133,7 +130,7 @@ TEST_F(Served, AnswersBesideClientsThatHoldOn) {
         taken += readers.back().Status() == 200;
     }
     EXPECT_EQ(taken, 64 + 40);
-    // From loopback, where 24 more requests may be under way, and from another network.
+    // From loopback, which may have 24 more requests at once, and from another network.
     for (int count = 0; count < 180; ++count) {
         const std::string number = std::to_string(count);
         bodies.emplace_back(port_, count < 40 ? 1 : 2)
@@ -158,13 +155,13 @@ TEST_F(Served, AnswersBesideClientsThatHoldOn) {
         }
     } while (std::chrono::steady_clock::now() < end);
     for (HttpClient &client : headers) {
-        EXPECT_FALSE(client.TrySend("x")) << "headers have a time of their own";
+        EXPECT_FALSE(client.TrySend("x")) << "the server closed the connection";
     }
     const auto isBusy = [](HttpClient &client) { return client.Status(0ms) == 503; };
     EXPECT_EQ(std::count_if(bodies.begin(), bodies.end(), isBusy), 40 - 24 + 140 - 32);
 }
 
-// With root's rights the server runs what its configuration says.
+// The server runs as root what its configuration says.
 TEST_F(Served, KeepsItsFilesFromThePackageAccount) {
     if (!IsRoot()) {
         GTEST_SKIP() << "needs root";
@@ -199,19 +196,17 @@ bool IsGone(pid_t pid) {
     return kill(pid, 0) != 0 || StatusOf(pid, "State").starts_with("Z");
 }
 
-TEST_F(Served, StartsAgainWhatEnds) {
+TEST_F(Served, RestartsProcessesThatEnd) {
     setenv("PGPASSFILE", R"(/a\\b" \c\d)", 1);
     UseEncoder("printf '%s|' \"$PGPASSFILE\" >" + (scratch() / "seen").string() +
                "; exec sleep 1000");
     AddLongSong();
-    server_ = std::make_unique<Command>(
-        std::vector<std::string>{"serve", "--listen", "::", "--port", std::to_string(port_)});
+    ServeWith({"--listen", "::"}, "http://[::]");
     unsetenv("PGPASSFILE");
-    ASSERT_TRUE(server_->WaitForOutput("Serving at http://[::]:" + std::to_string(port_)));
     const auto workers = [this] { return ChildrenOf(server_->Id(), "entry.cgi"); };
     const std::size_t usual = 2 * std::thread::hardware_concurrency();
     EXPECT_TRUE(Eventually([&] { return workers().size() == usual; }));
-    // One that is killed, and one that is stopped and would keep the requests that it has taken.
+    // A killed worker, and a stopped one, which would keep the requests that it has taken.
     for (const int signal : {SIGKILL, SIGSTOP}) {
         const pid_t worker = workers().front();
         kill(worker, signal);
@@ -229,7 +224,7 @@ TEST_F(Served, StartsAgainWhatEnds) {
     ASSERT_TRUE(Eventually(EncoderRuns));
     EXPECT_TRUE(Eventually([] { return !ReadFile(scratch() / "seen").empty(); }));
     EXPECT_EQ(ReadFile(scratch() / "seen"), R"(/a\\b" \c\d|)");
-    // What a killed server leaves behind ends by itself.
+    // The processes of a killed server end by themselves.
     std::vector<pid_t> left = workers();
     for (const char *program : {"tonvale-events", "varnindex"}) {
         const auto found = ChildrenOf(server_->Id(), program);
@@ -245,9 +240,8 @@ TEST_F(Served, StartsAgainWhatEnds) {
     EXPECT_EQ(Get(Path("Info", "get")).Status(), 200);
 }
 
-// Without a system log a failure's reason is on standard error and in the server's log, which is
-// bounded.
-TEST_F(Served, TellsWhyARequestFailed) {
+// Without a system log the reason goes to standard error and to the server's log.
+TEST_F(Served, TellsWhyARequestFailedInABoundedLog) {
     Serve();
     fs::resize_file(At(varn::path::kWebLog), 17 << 20);
     EXPECT_TRUE(Eventually([] { return fs::file_size(At(varn::path::kWebLog)) < 17 << 20; }));
@@ -267,20 +261,15 @@ TEST_F(Served, ServesOverTls) {
         Output({"/usr/bin/openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj",
                 "/CN=localhost", "-days", "1", "-keyout", made, "-out", certificate});
     }
-    const auto start = [&](const std::string &first, const std::string &second) {
-        return std::vector<std::string>{"serve", "--port", std::to_string(port_),
-                                        "--tls", first,    second};
-    };
     const auto refusal = [&](const std::string &first, const std::string &second) {
-        return Tonvale(start(first, second)).err;
+        return Tonvale(ServeWords({"--tls", first, second})).err;
     };
     EXPECT_TRUE(Contains(refusal("/nowhere", key), "cannot read the certificate /nowhere"));
     EXPECT_TRUE(Contains(refusal(key, key), "holds no certificate"));
     EXPECT_TRUE(Contains(refusal(certificate, certificate), "holds no key"));
     EXPECT_TRUE(Contains(refusal(certificate, other), "does not belong"));
     const std::string address = "localhost:" + std::to_string(port_);
-    server_ = std::make_unique<Command>(start(certificate, key));
-    ASSERT_TRUE(server_->WaitForOutput("Serving at https://127.0.0.1:" + std::to_string(port_)));
+    ServeWith({"--tls", certificate, key}, "https://127.0.0.1");
     const auto curl = [&](const std::string &url) {
         return Output(
             {"/usr/bin/curl", "-s", "-i", "--cacert", certificate, "-u", "alice:pass word", url});
@@ -289,9 +278,9 @@ TEST_F(Served, ServesOverTls) {
     EXPECT_TRUE(Contains(curl("http://" + address + "/x"), "Location: https://" + address + "/x"));
 }
 
-// A proxy with the lines of docs/system.md.
-TEST_F(Served, BelievesAProxy) {
-    ASSERT_EQ(VARNAudioConfSet("trusted_proxies", "127.0.0.1"), 0);
+// The proxy is configured by the lines of docs/system.md.
+TEST_F(Served, LogsTheClientOfATrustedProxy) {
+    Configure("trusted_proxies", "127.0.0.1");
     Serve();
     const std::string docs = ReadFile(TONVALE_SOURCE_DIR "/docs/system.md");
     const std::size_t start = docs.find("    location / {");
@@ -317,14 +306,13 @@ TEST_F(Served, BelievesAProxy) {
     EXPECT_TRUE(Contains(log, "\"GET /webapi/entry.cgi\" 200 ")) << log;
 }
 
-TEST_F(Served, StartsAndStopsTheDatabaseWhereItIsDown) {
+TEST_F(Served, StartsAndStopsADatabaseThatIsDown) {
     ASSERT_TRUE(varn::host::StopCluster());
-    server_ = std::make_unique<Command>(
-        std::vector<std::string>{"serve", "--port", std::to_string(port_)});
+    server_ = std::make_unique<Command>(ServeWords({}));
     const fs::path running = At(varn::path::kClusterData) / "postmaster.pid";
     const auto isStarting = [&] { return fs::exists(running); };
     EXPECT_TRUE(Eventually(isStarting));
-    // A second server is refused as long as the first one has anything to do.
+    // A second server is refused while the first one is still starting.
     const Finished second = Tonvale({"serve", "--port", std::to_string(UnusedPort())});
     EXPECT_EQ(second.status, 1);
     EXPECT_TRUE(Contains(second.err, "already by process " + std::to_string(server_->Id()) + "\n"));
@@ -342,7 +330,7 @@ TEST_F(Served, StartsAndStopsTheDatabaseWhereItIsDown) {
     EXPECT_TRUE(Contains(refusal("--port", std::to_string(taken)), "another port with --port"));
     EXPECT_TRUE(Contains(refusal("--listen", "nowhere"), "--listen"));
     for (const char *proxies : {"10.0.0.0/33", "::1; user root"}) {
-        ASSERT_EQ(VARNAudioConfSet("trusted_proxies", proxies), 0);
+        Configure("trusted_proxies", proxies);
         EXPECT_TRUE(Contains(refusal("--port", std::to_string(port_)), "trusted_proxies"));
     }
 }

@@ -1,4 +1,4 @@
-// The web API over real HTTP: 'tonvale serve', a song to ask for, and a client.
+// The web API over real HTTP: `tonvale serve`, a song, and a client.
 #pragma once
 
 #include <crypt.h>
@@ -28,7 +28,7 @@ inline std::string Base64(const std::string &text) {
     return encoded.c_str();
 }
 
-// How requests reach entry.cgi: by 'tonvale serve', or from another web server, as CGI.
+// How requests reach entry.cgi: through `tonvale serve`, or as CGI from another web server.
 enum class Way { kServe, kCgi };
 
 // Processes whose parent is `parent`, by the names of their programs.
@@ -70,14 +70,22 @@ class Served : public DatabaseTest {
         DatabaseTest::TearDown();
     }
 
+    // `tonvale serve` with these options, at the test's port.
+    std::vector<std::string> ServeWords(std::vector<std::string> options) const {
+        options.insert(options.begin(), {"serve", "--port", std::to_string(port_)});
+        return options;
+    }
+    // Starts it, and waits until it serves at an address.
+    void ServeWith(const std::vector<std::string> &options, const std::string &address) {
+        server_ = std::make_unique<Command>(ServeWords(options));
+        ASSERT_TRUE(server_->WaitForOutput("Serving at " + address + ":" + std::to_string(port_)))
+            << server_->Signal(SIGTERM).err;
+    }
     void Serve(Way way = Way::kServe) {
         if (way == Way::kCgi) {
             return ServeCgi();
         }
-        server_ = std::make_unique<Command>(
-            std::vector<std::string>{"serve", "--no-watch", "--port", std::to_string(port_)});
-        ASSERT_TRUE(server_->WaitForOutput("Serving at http://127.0.0.1:" + std::to_string(port_)))
-            << server_->Signal(SIGTERM).err;
+        ServeWith({"--no-watch"}, "http://127.0.0.1");
     }
     Finished Stop() {
         Finished finished;
@@ -91,7 +99,7 @@ class Served : public DatabaseTest {
         }
         return finished;
     }
-    // Another web server, with nothing but the paths, the login and a header.
+    // lighttpd, with the paths, the login and one header field.
     void ServeCgi() {
         const std::string program = TONVALE_PROGRAM_DIR "/entry.cgi";
         std::string variables;
@@ -168,7 +176,7 @@ $HTTP["querystring"] !~ "(^|&)api=VARN\.Tonvale\.Sharing\.Page(&|$)" {
             path.string() + "\"";
         EXPECT_EQ(std::system(command.c_str()), 0);
     }
-    // A song of ten seconds that anybody may hear.
+    // A song of ten seconds that every user may hear.
     fs::path AddSong() const {
         const fs::path path = scratch() / "O'B 100% #1 \xC3\xA9.flac";
         MakeSound(path, 44100);
@@ -176,13 +184,13 @@ $HTTP["querystring"] !~ "(^|&)api=VARN\.Tonvale\.Sharing\.Page(&|$)" {
               "UPDATE track SET duration = 10, frequency = 44100, container = 'flac'");
         return path;
     }
-    // The same, longer than all the buffers on the way to a client.
+    // The same. Its sound does not fit into the buffers on the way to a client.
     void AddLongSong() const {
         AddSong();
         Query("UPDATE track SET duration = 100000");
     }
-    // Puts a script in the encoder's place, which notes its process id first. It runs as the
-    // package.
+    // Replaces the encoder by a script, which writes its process id first. It runs as the package's
+    // account.
     static void UseEncoder(const std::string &script) {
         chmod(scratch().c_str(), 0777);
         const fs::path path = At(varn::path::kEncoder);
@@ -211,7 +219,7 @@ $HTTP["querystring"] !~ "(^|&)api=VARN\.Tonvale\.Sharing\.Page(&|$)" {
     pid_t lighttpd_ = -1;
 };
 
-// A fixture whose tests hold both ways.
+// A fixture whose tests run in both ways.
 template <typename Fixture>
 class BothWays : public Fixture, public testing::WithParamInterface<Way> {
   protected:

@@ -1,4 +1,4 @@
-// Sessions, keys and passwords, as what reaches a worker proves them.
+// What proves who a worker's request is from: sessions, keys and passwords.
 #include "service/people/sign_in.h"
 #include "service/people/keys.h"
 #include "service/people/people.h"
@@ -21,12 +21,12 @@ class SignIn : public DatabaseTest, protected Api {
         }
     }
 
-    // The whole answer to a form; GET without one.
+    // The whole answer to a POST of a form, or to a GET where there is none.
     static std::string Send(const std::string &method, const std::string &form,
                             Variables variables = {}) {
         const std::size_t dot = method.find('.');
         variables.insert({{"SCGI", "1"},
-                          {"REMOTE_USER", "alice"},  // what anybody could send
+                          {"REMOTE_USER", "alice"},  // any client can send it
                           {"REMOTE_ADDR", "192.0.2.1"},
                           {"REQUEST_METHOD", form.empty() ? "GET" : "POST"},
                           {"CONTENT_TYPE", "application/x-www-form-urlencoded"},
@@ -39,7 +39,7 @@ class SignIn : public DatabaseTest, protected Api {
                       const Variables &variables) {
         return Parsed(Send(method, form, variables))["error"]["code"].asInt();
     }
-    // Who a request is taken for; its code where it is refused.
+    // The user that a request is taken for, or the code of its refusal.
     static std::string Who(const Variables &variables) {
         const Json::Value reply = Parsed(Send("Info.get", "", variables));
         return reply["success"].asBool() ? reply["data"]["user"]["name"].asString()
@@ -72,12 +72,18 @@ class SignIn : public DatabaseTest, protected Api {
         EXPECT_NE(answer.find("; HttpOnly; SameSite=Strict"), answer.npos) << answer;
         return Part(answer, "Set-Cookie: tonvale_session=", ';');
     }
+    static std::string LogInAlice() { return LogIn("alice", kAlicesPassword); }
+    // A new key of the session's user.
+    static std::string NewKey(const std::string &session) {
+        return Part(Send("User.add_key", "for=a+phone", Cookie(session)), "\"key\":\"", '"');
+    }
+
+    static constexpr char kAlicesPassword[] = "alice's password";
 };
 
-TEST_F(SignIn, TakesWhatProvesSomething) {
-    const std::string session = LogIn("alice", "alice's password");
-    const std::string key =
-        Part(Send("User.add_key", "for=a+phone", Cookie(session)), "\"key\":\"", '"');
+TEST_F(SignIn, TakesOnlyWhatProvesTheUser) {
+    const std::string session = LogInAlice();
+    const std::string key = NewKey(session);
     Variables both = Basic("bob:bob's password");
     both.merge(Cookie(session));
     Variables wrong = Basic("bob:x");
@@ -110,22 +116,31 @@ TEST_F(SignIn, TakesWhatProvesSomething) {
         EXPECT_EQ(Who(variables), who)
             << (variables.empty() ? "nothing" : variables.begin()->second);
     }
-    // What the database keeps lets nobody in.
+}
+
+TEST_F(SignIn, KeepsNoSecretInTheDatabase) {
+    const std::string session = LogInAlice();
+    const std::string key = NewKey(session);
     EXPECT_EQ(Value("SELECT count(*) FROM session WHERE token = '" + session + "'"), "0");
-    EXPECT_EQ(Value("SELECT count(*) FROM access_key WHERE token = '" + key + "' OR secret = '" +
-                    key + "'"),
-              "0");
+    EXPECT_EQ(Value("SELECT count(*) FROM access_key WHERE '" + key + "' IN (token, secret)"), "0");
     const auto isMeant = [&](const std::string &known) { return known == key; };
     EXPECT_TRUE(tonvale_service::FindKeyOf("alice", isMeant));
     EXPECT_FALSE(tonvale_service::FindKeyOf("bob", isMeant));
+}
+
+TEST_F(SignIn, LetsNoKeyChangeTheAccount) {
+    const Variables key = Bearer(NewKey(LogInAlice()));
     for (const auto &[method, form] :
          {std::pair("User.add_key", "for=x"),
           {"User.remove_key", "id=1"},
           {"User.change_password", "old=alice%27s+password&new=12345678"},
           {"Auth.end", "id=1"}}) {
-        EXPECT_EQ(CodeOf(method, form, Bearer(key)), 403) << method;
+        EXPECT_EQ(CodeOf(method, form, key), 403) << method;
     }
     EXPECT_EQ(CodeOf("User.remove_key", "id=1", Basic("bob:bob's password")), 404) << "alice's";
+}
+
+TEST_F(SignIn, RefusesBadLoginForms) {
     const std::string right = "name=alice&password=alice%27s+password";
     for (const auto &[form, code] : {std::pair(std::string("name=alice"), 400),
                                      {"password=x", 400},
@@ -139,7 +154,9 @@ TEST_F(SignIn, TakesWhatProvesSomething) {
                                      {right + "&x=1", 0}}) {
         EXPECT_EQ(CodeOf("Auth.login", form, {}), code) << form.substr(0, 50);
     }
-    // A dialog of the browser's own comes up for no page.
+}
+
+TEST_F(SignIn, BringsUpNoDialogInBrowsers) {
     EXPECT_NE(Send("Info.get", "").find("WWW-Authenticate: Basic"), std::string::npos);
     for (const char *field : {"HTTP_SEC_FETCH_MODE", "HTTP_X_REQUESTED_WITH", "HTTP_USER_AGENT"}) {
         const std::string answer = Send("Info.get", "", {{field, "Mozilla/5.0"}});
@@ -148,15 +165,14 @@ TEST_F(SignIn, TakesWhatProvesSomething) {
     }
 }
 
-TEST_F(SignIn, EndsSessionsAndKeys) {
+TEST_F(SignIn, EndsSessionsAndKeysOfTheirUserAlone) {
     LogIn("bob", "bob's password", {{"HTTPS", "on"}});
     const std::string bobs = LogIn("bob", "bob's password");
-    const auto sessionOfAlice = [] { return LogIn("alice", "alice's password"); };
     const auto logOut = [](const std::string &session) {
         Send("Auth.logout", "x=", Cookie(session));
     };
     const auto endFromAnother = [&](const std::string &session) {
-        const std::string other = sessionOfAlice();
+        const std::string other = LogInAlice();
         Send("Auth.end", "id=others", Cookie(other));
         EXPECT_EQ(Who(Cookie(other)), "alice");
         EXPECT_EQ(CodeOf("Auth.end", "id=2", Cookie(other)), 404) << "bob's";
@@ -166,9 +182,8 @@ TEST_F(SignIn, EndsSessionsAndKeys) {
         Query("UPDATE session SET last_used = now() - interval '31 days' WHERE user_id = 1030");
     };
     const auto changePassword = [&](const std::string &session) {
-        const std::string key =
-            Part(Send("User.add_key", "for=x", Cookie(session)), "\"key\":\"", '"');
-        Who(Basic("alice:alice's password"));
+        const std::string key = NewKey(session);
+        Who(Basic("alice:alice's password"));  // now remembered
         const std::string end = "&new=another+password";
         EXPECT_EQ(CodeOf("User.change_password", "old=wrong" + end, Cookie(session)), 403);
         EXPECT_EQ(
@@ -180,17 +195,17 @@ TEST_F(SignIn, EndsSessionsAndKeys) {
         EXPECT_EQ(Who(Bearer(key)), "401");
         EXPECT_EQ(Who(Basic("alice:alice's password")), "401");
         EXPECT_EQ(Who(Basic("alice:another password")), "alice");
-        ASSERT_TRUE(varn::SetLogin("alice", "alice's password"));
+        ASSERT_TRUE(varn::SetLogin("alice", kAlicesPassword));
     };
-    // As a tool for such files does.
+    // As a tool for password files does.
     const auto editLogins = [](const std::string &) {
-        ASSERT_TRUE(varn::SetLogin("alice", "alice's password"));
+        ASSERT_TRUE(varn::SetLogin("alice", kAlicesPassword));
     };
     const auto remove = [](const std::string &) { tonvale_service::RemoveUser("alice", false); };
     const std::function<void(const std::string &)> ends[] = {
         logOut, endFromAnother, growOld, changePassword, editLogins, remove};
     for (const auto &end : ends) {
-        const std::string session = sessionOfAlice();
+        const std::string session = LogInAlice();
         EXPECT_EQ(Who(Cookie(session)), "alice");
         end(session);
         EXPECT_EQ(Who(Cookie(session)), "401") << &end - ends;
@@ -211,7 +226,8 @@ TEST_F(SignIn, SlowsWrongPasswordsOfOneNetwork) {
     }
     EXPECT_EQ(Who(Basic("alice:alice's password", near[0])), "alice");
     EXPECT_EQ(Who(Basic("bob:bob's password", "2001:db8:0:1::1")), "bob");
-    // From then on for a minute from everywhere, because no password is looked at.
+    // The right password is remembered for a minute, so that the slowed network gets in without a
+    // hash.
     EXPECT_EQ(Who(Basic("bob:bob's password", near[0])), "bob");
     Query("UPDATE failed_login SET next = now(), last = now() - interval '16 minutes'");
     EXPECT_EQ(Who(Basic("nobody:wrong", near[0])), "401");

@@ -1,4 +1,4 @@
-// Track objects, and the small helpers round them.
+// The objects of songs and tracks, and their helpers.
 #include <gtest/gtest.h>
 #include <json/value.h>
 
@@ -45,7 +45,7 @@ class Tracks : public SystemTest {
     }
 };
 
-TEST_F(Tracks, IdPathAndType) {
+TEST_F(Tracks, HaveIdPathAndType) {
     struct Case {
         uint32_t id;
         std::string path;
@@ -92,7 +92,7 @@ TEST_F(Tracks, IdPathAndType) {
     EXPECT_EQ(track["path"].asString(), path.substr(8));
 }
 
-TEST_F(Tracks, Titles) {
+TEST_F(Tracks, HaveATitleOrTheNameOfTheirFile) {
     const std::string long255 = std::string(253, 'x') + "\xC3\xA9";
     const std::tuple<std::string, std::string, std::string> cases[] = {
         {"/volume1/music/a.b.mp3", " a title ", " a title "},
@@ -106,7 +106,7 @@ TEST_F(Tracks, Titles) {
     }
 }
 
-TEST_F(Tracks, AdditionsAsTheyAreAskedFor) {
+TEST_F(Tracks, HaveTheAdditionsThatAreAskedFor) {
     const auto record = Record(7, "/volume1/music/a.mp3");
     std::strcpy(record->comment, "\xFF not UTF-8");
     record->duration = -0.9F;
@@ -136,7 +136,7 @@ TEST_F(Tracks, AdditionsAsTheyAreAskedFor) {
     EXPECT_TRUE(GetSongAudioObject(nullptr).isNull());
 }
 
-TEST_F(Tracks, HelpersOfPathsAndNumbers) {
+TEST_F(Tracks, SplitPathsAndPrintNumbers) {
     using Name = std::array<const char *, 4>;
     for (const auto &[path, whole, cut, extension] :
          {Name{"/a/b.c.mp3", "b.c.mp3", "b.c", "mp3"},
@@ -163,7 +163,7 @@ TEST_F(Tracks, HelpersOfPathsAndNumbers) {
     EXPECT_STREQ(out, "https://a/b?c=a");
 }
 
-TEST_F(Tracks, HomesOfUsers) {
+TEST_F(Tracks, HaveNoHomeThatDoesNotFit) {
     EXPECT_EQ(WebapiLibrary(0, "nobody-here", "").GetUserHome(), "");
     WriteFile(varn::path::kPasswd, "alice:x:1030:100::/" + std::string(1023, 'h') + ":/s\n");
     EXPECT_EQ(WebapiLibrary(kAlice, "alice", "").GetUserHome(), "") << "longer than its buffer";
@@ -174,7 +174,7 @@ TEST_F(Tracks, HomesOfUsers) {
 
 class TracksOfLibrary : public PlaylistTest {};
 
-TEST_F(TracksOfLibrary, SongsOfOneFolderAreEachInTheirOwnShare) {
+TEST_F(TracksOfLibrary, ShowEachSongInItsOwnShare) {
     WriteFile(varn::path::kShares, "music=\"/volume1/music\"\ndeep=\"/volume1/music/a/deep\"\n");
     const std::pair<const char *, const char *> songs[] = {
         {"/volume1/music/a/1.mp3", "/music/a/1.mp3"},
@@ -195,10 +195,10 @@ TEST_F(TracksOfLibrary, SongsOfOneFolderAreEachInTheirOwnShare) {
     for (Json::ArrayIndex i = 0; i < std::size(songs); ++i) {
         EXPECT_EQ(tracks[i]["path"].asString(), songs[i].second);
     }
-    EXPECT_EQ(Log().size(), 4U) << "each song outside of all shares is told of";
+    EXPECT_EQ(Log().size(), 4U) << "a line for each song outside of all shares";
 }
 
-TEST_F(TracksOfLibrary, RatingsAndReplayGainOfAList) {
+TEST_F(TracksOfLibrary, ShowRatingsAndReplayGainOfAList) {
     Query(InsertSql({.id = 1, .path = "/v/gain.mp3"}) +
           InsertSql({.id = 2, .path = "/v/none.mp3"}) +
           "INSERT INTO rating_track VALUES (1030, 1, 4), (1030, 2, 3);"
@@ -211,7 +211,7 @@ TEST_F(TracksOfLibrary, RatingsAndReplayGainOfAList) {
         ASSERT_EQ(SetSongHashValueByDBHandler(ratings.Get(), rows, &song), 0);
     }
     AudioInfoDBClose(rows);
-    // Those without a row or a file are not looked up, and get the gain of the one before.
+    // Songs without a row or a file are not looked up, and get the gain of the song before.
     const auto list =
         MakeSongs({Record(0, "/v/unknown.mp3"), Record(1, "/v/gain.mp3"), Record(0, "http://x"),
                    Record(1, ""), Record(2, "/v/none.mp3"), Record(99, "/v/missing.mp3")});
@@ -233,7 +233,7 @@ TEST_F(TracksOfLibrary, RatingsAndReplayGainOfAList) {
     EXPECT_EQ(tracks[7]["additional"]["song_rating"]["rating"].asUInt(), 0U);
 }
 
-TEST_F(TracksOfLibrary, TracksOfCueSheetsGetTheirDuration) {
+TEST_F(TracksOfLibrary, CompleteTheDurationOfCueSheetTracks) {
     const std::string path = "/v/it's.flac";
     Query(InsertSql({.id = 1, .path = path, .has_virtual = true}) +
           InsertSql({.id = 2, .path = path, .track = 9, .is_virtual = true}) +
@@ -256,7 +256,7 @@ TEST_F(TracksOfLibrary, TracksOfCueSheetsGetTheirDuration) {
     EXPECT_FLOAT_EQ(record.duration, 3479.5F);
     EXPECT_EQ(Value("SELECT string_agg(duration::text, ' ' ORDER BY id) FROM track"),
               "3600 3479.5 0");
-    // One that has a duration is left alone, and a stream is none of a sheet's.
+    // A track that has a duration keeps it, and a stream is no track.
     Query("UPDATE track SET duration = 7200 WHERE id = 1");
     ClearLog();
     EXPECT_EQ(durationOf(path.c_str(), 3479.5F), 3479);

@@ -9,9 +9,7 @@
 #include <set>
 
 #include "entry/action.h"
-#include "platform/child.h"
 #include "sharing/shared_library.h"
-#include "support/eventually.h"
 #include "support/sockets.h"
 #include "varn/process.h"
 #include "webapi/api.h"
@@ -20,7 +18,7 @@ namespace {
 
 using namespace tonvale_test;
 
-// A web server's end of the socket that workers take requests from.
+// The web server's end of the socket from which workers take requests.
 class Workers {
   public:
     Workers(const std::string &path) : path_(path) {
@@ -40,7 +38,7 @@ class Workers {
                               {{listening_, 0}}));
         return *workers_.rbegin();
     }
-    // One in a fork of this process that answers as it is told.
+    // A worker in a fork of this process, which answers by this function.
     pid_t StartWith(void (*answer)()) {
         return StartInChild([&] {
             dup2(listening_, STDIN_FILENO);
@@ -48,7 +46,7 @@ class Workers {
             EXPECT_EQ(tonvale_entry::RunWorker(answer), 0);
         });
     }
-    // Ends one that does not end by itself.
+    // Kills a worker that is stopped.
     void Kill(pid_t worker) {
         kill(worker, SIGKILL);
         EXPECT_FALSE(EndedWell(worker));
@@ -97,103 +95,73 @@ Variables GetOf(const std::string &query, const std::string &user = "alice") {
     return {{"REQUEST_METHOD", "GET"}, {"QUERY_STRING", query}, {"REMOTE_USER", user}};
 }
 
-// Every method with parameters for it. "@" is the number of a run: what one has changed, the next
-// one cannot change again.
+// Each API, its methods, and queries for them. OWN is a playlist of alice's. "@" is the number of a
+// run: what one run has changed, the next one cannot change again.
 constexpr char kQuestions[] = R"(
-Album.list limit=5
-Artist.list x
-Bookmark.list x
-Bookmark.remove song=music_99
-Bookmark.set song=music_1&position=5
-Composer.list x
-Cover.get id=music_1
-Cover.get url=ftp://x/
-Description.get x
-Favourite.add songs=music_1
-Favourite.remove songs=music_1
-Favourite.list x
-Folder.list x
-Genre.list x
-Info.get x
-MediaServer.browse url=ftp://x/
-MediaServer.list wait=0
-MediaServer.stream url=ftp://x/&id=1
-Pin.pin type=artist&name=n@&criteria={%22artist%22:%22a@%22}
-Pin.list x
-Pin.rename items=[{%22id%22:1,%22name%22:%22m%22}]
-Pin.reorder ids=1
-Pin.unpin id=99
-Play.note songs=music_1
-Player.add_from_server url=ftp://x/&ids=1
-Player.control action=stop
-Player.equalizer action=get
-Player.info x
-Player.list x
-Player.password_test renderer=x
-Player.queue x
-Player.volume action=card
-Sharing.create playlist_id=playlist_personal_normal/7@
-Playlist.create name=new@
-Playlist.list x
-Playlist.get id=playlist_personal_normal/7@
-Playlist.add id=playlist_personal_normal/7@&songs=music_1
-Playlist.replace id=playlist_personal_normal/7@&songs=http://x/
-Playlist.remove id=playlist_personal_normal/7@&position=0&length=1
-Playlist.remove_missing id=playlist_personal_normal/7@
-Playlist.rename id=playlist_personal_normal/7@&name=other@
-Playlist.delete id=playlist_personal_normal/7@
-Playlist.create_smart name=rule@&rule=x
-Playlist.preview rule=x
-Playlist.rule id=playlist_personal_smart/none
-Playlist.set_rule id=playlist_personal_smart/none&rule=x
-Playlist.get id=playlist_shared_normal/12&additional=song_tag
-Queue.get x
-Queue.set songs=music_1
-Queue.move song=music_1
-Radio.add name=n@&stream=http://x/
-Radio.change id=99&name=n@&stream=http://x/
-Radio.list x
-Radio.remove id=99
-Setting.get x
-Setting.set browse_personal_library=all
-Sharing.delete id=aaaaaaaa
-Sharing.get id=abcdefgh
-Sharing.list x
-Sharing.share_song id=music_1
-Sharing.get_song id=music_1
-Sharing.unshare_song id=music_1
-Sharing.update id=aaaaaaaa
-Sharing.Page.cover sharing_id=abcdefgh&id=music_1
-Sharing.Page.get sharing_id=abcdefgh
-Sharing.Page.page sharing_id=abcdefgh
-Sharing.Page.page sharing_id=wronglnk
-Sharing.Page.stream sharing_id=abcdefgh&id=music_1
-Song.lyrics id=music_1
-Song.get id=music_1,music_2&additional=song_tag,song_rating
-Song.list additional=song_tag,song_rating
-Song.rate id=music_1&rating=3
-Song.rate id=music_p_BOBS&rating=3
-Song.search keyword=o
-Search.all keyword=o
-Search.albums keyword=o
-Search.artists keyword=o
-Search.composers keyword=o
-Search.playlists keyword=o
-Auth.sessions x
-User.keys x
-User.list x
-Song.get id=music_p_BOBS
-Stream.remote url=ftp://x/
-Stream.stream id=music_1
-Stream.stream id=music_p_BOBS
-Stream.stream id=music_1&format=ogg
-Nothing.get x
+Album list limit=5
+Artist list
+Bookmark list remove song=music_99 set song=music_1&position=5
+Composer list
+Cover get id=music_1 url=ftp://x/
+Description get
+Favourite add songs=music_1 remove songs=music_1 list
+Folder list
+Genre list
+Info get
+MediaServer browse url=ftp://x/ list wait=0 stream url=ftp://x/&id=1
+Pin pin type=artist&name=n@&criteria={%22artist%22:%22a@%22} list
+  rename items=[{%22id%22:1,%22name%22:%22m%22}] reorder ids=1 unpin id=99
+Play note songs=music_1
+Player add_from_server url=ftp://x/&ids=1 control action=stop equalizer action=get info list
+  password_test renderer=x queue volume action=card
+Sharing create playlist_id=OWN
+Playlist create name=new@ list get id=OWN add id=OWN&songs=music_1 replace id=OWN&songs=http://x/
+  remove id=OWN&position=0&length=1 remove_missing id=OWN rename id=OWN&name=other@ delete id=OWN
+  create_smart name=rule@&rule=x preview rule=x rule id=playlist_personal_smart/none
+  set_rule id=playlist_personal_smart/none&rule=x
+  get id=playlist_shared_normal/12&additional=song_tag
+Queue get set songs=music_1 move song=music_1
+Radio add name=n@&stream=http://x/ change id=99&name=n@&stream=http://x/ list remove id=99
+Setting get set browse_personal_library=all
+Sharing delete id=aaaaaaaa get id=abcdefgh list share_song id=music_1 get_song id=music_1
+  unshare_song id=music_1 update id=aaaaaaaa
+Sharing.Page cover sharing_id=abcdefgh&id=music_1 get sharing_id=abcdefgh
+  page sharing_id=abcdefgh sharing_id=wronglnk stream sharing_id=abcdefgh&id=music_1
+Song lyrics id=music_1 get id=music_1,music_2&additional=song_tag,song_rating
+  list additional=song_tag,song_rating rate id=music_1&rating=3 id=music_p_BOBS&rating=3
+  search keyword=o
+Search all keyword=o albums keyword=o artists keyword=o composers keyword=o playlists keyword=o
+Auth sessions
+User keys list
+Song get id=music_p_BOBS
+Stream remote url=ftp://x/ stream id=music_1 id=music_p_BOBS id=music_1&format=ogg
+Nothing get
 )";
+
+struct Question {
+    std::string api, method, query;
+};
+
+std::vector<Question> Questions() {
+    std::vector<Question> questions;
+    std::string api;
+    for (const std::string &word : Words(kQuestions)) {
+        if (word[0] >= 'A' && word[0] <= 'Z') {
+            api = word;
+        } else if (!Contains(word, "=")) {
+            questions.push_back({api, word, "x"});
+        } else if (questions.back().query == "x") {
+            questions.back().query = word;
+        } else {
+            questions.push_back({api, questions.back().method, word});
+        }
+    }
+    return questions;
+}
 
 using Worker = SharedLibraryTest;
 
-// One worker for two users in turn, each question of both: its answers are those of processes that
-// have answered nobody before.
+// One worker answers two users in turn as new processes do.
 TEST_F(Worker, AnswersAsFreshProcesses) {
     WriteFile(varn::path::kUsersFile, R"({"1030": {"sharing": true, "usb": true,
                                          "playlist": true}, "1031": {"streaming": true}})");
@@ -212,18 +180,19 @@ TEST_F(Worker, AnswersAsFreshProcesses) {
     Workers workers(scratch() / "web.sock");
     const pid_t worker = workers.Start();
     std::set<std::string> asked;
-    std::istringstream lines(kQuestions);
-    for (std::string method, query; lines >> method >> query;) {
-        asked.insert(method);
-        const std::size_t dot = method.rfind('.');
-        query = "version=1&api=VARN.Tonvale." + method.substr(0, dot) +
-                "&method=" + method.substr(dot + 1) + "&" +
-                std::regex_replace(query, std::regex("BOBS"), std::to_string(bobs_));
-        for (const char *user : {"alice", method.starts_with("Sharing.Page") ? "" : "bob"}) {
-            // What a change has made has a name or number of its own.
+    const auto replaced = [](const std::string &text, const char *name, const std::string &by) {
+        return std::regex_replace(text, std::regex(name), by);
+    };
+    for (const auto &[api, method, given] : Questions()) {
+        asked.insert(api + "." + method);
+        const std::string query = "version=1&api=VARN.Tonvale." + api + "&method=" + method + "&" +
+                                  replaced(replaced(given, "BOBS", std::to_string(bobs_)), "OWN",
+                                           "playlist_personal_normal/7@");
+        for (const char *user : {"alice", api == "Sharing.Page" ? "" : "bob"}) {
+            // What a change makes has a name or a number of its own.
             const auto answer = [&](const char *run, const auto &ask) {
                 return std::regex_replace(
-                    ask(GetOf(std::regex_replace(query, std::regex("@"), run), user)),
+                    ask(GetOf(replaced(query, "@", run), user)),
                     std::regex("(playlist_personal_normal/|playlist "
                                "'|\"changed\":|\"made\":|new|hers|\"id\":\"|sharing/"
                                "|\"n|\"a|nonce[-=]\"?|ETag: \")"
@@ -237,7 +206,7 @@ TEST_F(Worker, AnswersAsFreshProcesses) {
         }
     }
     for (const tonvale_entry::Api *api : tonvale_entry::AllApis()) {
-        // What is about one sign-in, one scan or one connection differs from answer to answer.
+        // Their answers tell of one login, scan or connection, and are never the same.
         if (Contains("Auth Download Events Index User", std::string(api->name.substr(13)))) {
             continue;
         }
@@ -251,7 +220,7 @@ TEST_F(Worker, AnswersAsFreshProcesses) {
     EXPECT_FALSE(Logged("this worker ends"));
 }
 
-TEST_F(Worker, OutlivesWhatIsNoRequest) {
+TEST_F(Worker, SurvivesBadRequestsAndClientsThatLeave) {
     Workers workers(scratch() / "web.sock");
     const pid_t worker = workers.Start();
     const Variables question = GetOf("version=1&api=VARN.Tonvale.Info&method=get");
@@ -276,50 +245,54 @@ TEST_F(Worker, OutlivesWhatIsNoRequest) {
                                      std::string(2 << 20, 'x')),
                          "400"));
     EXPECT_NE(StatusOf(worker, "Uid"), "");
-    // One that is killed takes the request that it has, and no other.
+    // A killed worker loses no request but its own.
     kill(worker, SIGSTOP);
     const int lost = workers.Send(whole);
     workers.Kill(worker);
     workers.Start();
-    EXPECT_EQ(Workers::AnswerOf(lost), info) << "nobody had taken it";
+    EXPECT_EQ(Workers::AnswerOf(lost), info) << "the next worker takes it";
     EXPECT_EQ(workers.Ask(question), info);
 }
 
-// Answers with the environment, and leaves behind what the request tells.
-void LeaveBehind() {
+// What a request may change in its process, by name.
+constexpr std::pair<const char *, void (*)()> kChanges[] = {
+    {"umask", [] { umask(0); }},
+    {"folder", [] { EXPECT_EQ(chdir("/tmp"), 0); }},
+    {"file", [] { open("/dev/null", O_RDONLY); }},
+    {"child", [] { fork() == 0 ? _exit(0) : void(); }},
+    {"signal", [] { std::signal(SIGUSR1, SIG_IGN); }},
+    {"mask",
+     [] {
+         sigset_t all;
+         sigfillset(&all);
+         sigprocmask(SIG_BLOCK, &all, nullptr);
+     }},
+    {"memory",
+     [] {
+         constexpr std::size_t kMuch = std::size_t{300} << 20;
+         std::memset(std::malloc(kMuch), 1, kMuch);
+     }},
+    {"end", [] { kill(getpid(), SIGTERM); }},  // ends after the request
+    {"crash", [] { _exit(1); }},
+};
+
+// Answers with the environment, and makes the change that the request names.
+void Change() {
     const std::string what = std::getenv("HTTP_WHAT");
     std::printf("%s %s%s", what.c_str(), std::getenv("HTTP_SECRET") != nullptr ? "secret" : "",
                 std::getenv("LD_SECRET") != nullptr ? " of the loader" : "");
-    if (what == "umask") {
-        umask(0);
-    } else if (what == "folder") {
-        EXPECT_EQ(chdir("/tmp"), 0);
-    } else if (what == "file") {
-        open("/dev/null", O_RDONLY);
-    } else if (what == "child") {
-        if (fork() == 0) {
-            _exit(0);
+    for (const auto &[name, change] : kChanges) {
+        if (what == name) {
+            change();
         }
-    } else if (what == "signal") {
-        std::signal(SIGUSR1, SIG_IGN);
-    } else if (what == "mask") {
-        sigset_t all;
-        sigfillset(&all);
-        sigprocmask(SIG_BLOCK, &all, nullptr);
-    } else if (what == "memory") {
-        constexpr std::size_t kMuch = std::size_t{300} << 20;
-        std::memset(std::malloc(kMuch), 1, kMuch);
-    } else if (what == "end") {
-        kill(getpid(), SIGTERM);  // ends it after the request that it has
-    } else if (what == "crash") {
-        _exit(1);
     }
 }
 
-TEST_F(Worker, EndsWhereSomethingIsLeft) {
+TEST_F(Worker, EndsAfterARequestThatChangesIt) {
     Workers workers(scratch() / "web.sock");
-    for (const std::string &what : Words("umask folder file child signal mask memory end crash")) {
-        const pid_t worker = workers.StartWith(LeaveBehind);
+    for (const auto &[name, change] : kChanges) {
+        const std::string what = name;
+        const pid_t worker = workers.StartWith(Change);
         EXPECT_EQ(workers.Ask({{"HTTP_WHAT", "none"}, {"HTTP_SECRET", "x"}, {"LD_SECRET", "x"}}),
                   "none secret");
         EXPECT_EQ(workers.Ask({{"HTTP_WHAT", what}}), what == "crash" ? "" : what + " ");
