@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <regex>
@@ -70,26 +69,12 @@ DBConnect_tag *OwnConnection() {
     return ownConnection.get();
 }
 
-// ctest names a cluster that was made for all programs of its run (tests/cluster): to copy it takes
-// a tenth of the time of making one.
-void CopyPreparedCluster() {
-    const char *const prepared = getenv("TONVALE_TEST_CLUSTER");
-    if (prepared == nullptr) {
-        return;
-    }
-    const std::string data = SystemPath(varn::path::kClusterData);
-    Output({"/bin/cp", "-a", prepared, data});
-    std::ofstream(data + "/postgresql.conf", std::ios::app)
-        << "unix_socket_directories = '" << SystemPath(varn::path::kDatabaseSocketDir) << "'\n";
-}
-
 // The first database of this process becomes the template of all that follow.
 void MakeTemplate() {
     static bool made = false;
     if (made) {
         return;
     }
-    CopyPreparedCluster();
     namespace host = varn::host;
     for (const host::Outcome &outcome : {host::CreateCluster(host::Durability::kNone),
                                          host::StartCluster(nullptr), host::MigrateSchema()}) {
