@@ -40,14 +40,14 @@ TEST_F(LibraryBrowse, AnArtistIsOneRowOverBothRoles) {
     EXPECT_EQ(Stars(Artists(nullptr, "artist", kBob)), std::vector({0.0, 5.0}));
     EXPECT_EQ(AudioInfoDBGetCountWithArtistList("all", kAlice, nullptr), 2);
 
-    // A name pattern finds a guest too.
+    // A name pattern also finds a guest.
     EXPECT_EQ(Column(Artists(" ILIKE 'BJ%'"), "artist"), Texts({"Björn"}));
     EXPECT_EQ(Column(Artists(" ILIKE '%b%'"), "artist"), Texts({"Abba", "Björn"}));
     EXPECT_EQ(AudioInfoDBGetCountWithArtistList("all", kAlice, " ILIKE '%b%'"), 2);
     EXPECT_FALSE(Artists(" ilike 'BJ%'")) << "only in this spelling";
 }
 
-TEST_F(LibraryBrowse, NamesThatDifferInCaseOrSortName) {
+TEST_F(LibraryBrowse, ARowIsASortNameAndACountIsOfNames) {
     Add({.artist = "Mina"});
     Add({.artist = "MINA"});
     EXPECT_EQ(Artists()->rowCount, 2) << "a row for each sort name";
@@ -56,7 +56,7 @@ TEST_F(LibraryBrowse, NamesThatDifferInCaseOrSortName) {
     EXPECT_EQ(Column(Artists(), "result_count"), Texts({"1"}));
 }
 
-TEST_F(LibraryBrowse, AlbumsOfOneNameAndOfManyYears) {
+TEST_F(LibraryBrowse, AnAlbumIsANameAndAnArtistOverAllItsYears) {
     Rate(kAlice, Add({.album = "Gold", .album_artist = "Abba", .year = 1992}), 2);
     Rate(kAlice, Add({.album = "Gold", .album_artist = "Abba", .year = 1993}), 5);
     Add({.album = "Gold", .album_artist = "Abba", .year = 1992});
@@ -79,7 +79,7 @@ TEST_F(LibraryBrowse, AlbumsOfOneNameAndOfManyYears) {
     EXPECT_EQ(AudioInfoDBGetCountWithAlbumList("all", kAlice, "genre = 'None'"), 0);
 }
 
-TEST_F(LibraryBrowse, WhatDecidesBetweenEqualAlbums) {
+TEST_F(LibraryBrowse, EqualAlbumsHaveAFixedOrder) {
     for (const auto &[album, artist, year] :
          {std::tuple{"B", "y", 1}, {"A", "y", 1}, {"A", "x", 2}, {"B", "x", 2}}) {
         Add({.album = album, .album_artist = artist, .year = year});
@@ -147,7 +147,7 @@ TEST_F(LibraryBrowse, PagesAndLibraries) {
     EXPECT_EQ(Albums(nullptr, "album", kBob)->rowCount, 3);
 }
 
-TEST_F(LibraryBrowse, RefusesAndFailsWithALine) {
+TEST_F(LibraryBrowse, EveryFailureIsLogged) {
     Add({.album = "a", .artist = "b"});
     EXPECT_EQ(AudioInfoDBOpenWithArtistList(nullptr, kAlice, "", "", 0, 1), nullptr);
     EXPECT_EQ(AudioInfoDBOpenWithAlbumList("all", 4294967295U, "", "", 0, 1), nullptr);

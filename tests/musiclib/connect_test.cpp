@@ -45,7 +45,7 @@ TEST_F(LibraryConnect, NoVariableLeadsPastTheLocalSocket) {
     }
 }
 
-TEST_F(LibraryConnect, ASocketNobodyListensOnFallsBackToo) {
+TEST_F(LibraryConnect, ASocketWithoutAServerLeadsToTheDefaults) {
     SocketElsewhere elsewhere;
     setenv("PGHOST", elsewhere.to.parent_path().c_str(), 1);
     const int deaf = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -69,11 +69,11 @@ TEST_F(LibraryConnect, ADatabaseThatIsDownIsReportedEachTime) {
     EXPECT_NE(connection.Get(), nullptr) << "it tries again";
 }
 
-TEST_F(LibraryConnect, EffectiveUserIsTheSameAfterwards) {
+TEST_F(LibraryConnect, TheEffectiveUserStays) {
     EXPECT_TRUE(Connects());
     EXPECT_EQ(geteuid(), getuid());
     if (!IsRoot()) {
-        GTEST_SKIP() << "needs root to be somebody else";
+        GTEST_SKIP() << "needs root to become another user";
     }
     fs::permissions(root(), fs::perms(0755));
     EXPECT_TRUE(HoldsInChild([] {  // an account of the root that is neither root nor the package's
@@ -83,13 +83,13 @@ TEST_F(LibraryConnect, EffectiveUserIsTheSameAfterwards) {
     EXPECT_TRUE(HoldsInChild([] {  // a user without a name
         EXPECT_TRUE(seteuid(4242) == 0 && Connects() && geteuid() == 4242);
     }));
-    EXPECT_TRUE(HoldsInChild([] {  // no rights at all: as whoever it is, whom the server refuses
+    EXPECT_TRUE(HoldsInChild([] {  // no rights at all: the server refuses this user
         EXPECT_TRUE(setgroups(0, nullptr) == 0 && setresgid(65534, 65534, 65534) == 0 &&
                     setresuid(65534, 65534, 65534) == 0 && !Connects() && geteuid() == 65534);
     }));
 }
 
-TEST_F(LibraryConnect, WithoutAPackageAccountItGoesOn) {
+TEST_F(LibraryConnect, ItConnectsWithoutAPackageAccount) {
     WriteFile(varn::path::kPasswd, "root:x:0:0::/root:/bin/sh\nalice:x:1030:100::/a:/bin/false\n");
     EXPECT_TRUE(Connects()) << VARNDBErrorGet(nullptr);
 }

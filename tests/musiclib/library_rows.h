@@ -1,4 +1,4 @@
-// A library that is filled row by row, and what comes back from it.
+// A library that is filled row by row, and readers of its answers.
 #pragma once
 
 #include <cstdlib>

@@ -1,4 +1,4 @@
-// The indexes that the common statements rest on are really used.
+// The plans of common statements.
 #include <array>
 #include <regex>
 
@@ -12,15 +12,14 @@ using namespace tonvale_test;
 
 class LibraryPlan : public DatabaseTest {
   protected:
-    void SetUp() override {
-        DatabaseTest::SetUp();
+    static void FillLibrary() {
         Query(ReadFile(TONVALE_SOURCE_DIR "/bench/generated_library.sql") +
               "; SELECT pg_temp.generate_library(20000, " + std::to_string(kAlice) + ")");
         Settle();
     }
 
-    // Statistics, and a visibility map without which no index can answer alone. A page counts as
-    // visible only when no transaction is left from before it, be it one of autovacuum.
+    // Makes statistics, and the visibility map, without which no index answers alone. A page counts
+    // as visible when all transactions from before it have ended, those of autovacuum included.
     static void Settle() {
         EXPECT_TRUE(Eventually([] {
             Query(
@@ -69,6 +68,7 @@ class LibraryPlan : public DatabaseTest {
 };
 
 TEST_F(LibraryPlan, CommonStatementsUseTheirIndex) {
+    FillLibrary();
     using Case = std::pair<std::string, const char *>;
     const std::string path = "/volume1/music/Artist 9/Album 27/270.mp3";
     for (const auto &[statement, uses] :

@@ -59,7 +59,7 @@ class LibraryQuery : public LibraryRows {
     }
 };
 
-TEST_F(LibraryQuery, KindsTimesUsersTimesPreference) {
+TEST_F(LibraryQuery, EachLibraryHasItsSongsForEachUser) {
     using Case = std::tuple<const char *, Texts, Texts, Texts, Texts>;
     const std::vector<Case> cases = {
         {"all",
@@ -175,7 +175,7 @@ TEST_F(LibraryQuery, RandomSampleReplacesTheCondition) {
     EXPECT_TRUE(List("all", kAlice, nullptr, "RANDOM()", 0, 0).empty());
 }
 
-TEST_F(LibraryQuery, AConditionOnGenreIsAskedOfEachGenre) {
+TEST_F(LibraryQuery, AConditionOnGenreIsTestedOnEachGenre) {
     Add({.path = "/m/g.mp3", .title = "two genres", .genres = {"Jazz", "Rock"}});
     EXPECT_EQ(List("all", kAlice, "genre = 'Rock'"), Texts({"two genres"}));
     EXPECT_EQ(List("all", kAlice, "genre IN ('Rock', 'Jazz')"), Texts({"two genres"})) << "once";
@@ -198,7 +198,7 @@ TEST_F(LibraryQuery, CountEscapesPatternsOnlyWhenAsked) {
         Logged("audiolib/musiclib:[0-9]+ Failed to escape condition \\[title LIKE 'open\\]\\.$"));
 }
 
-TEST_F(LibraryQuery, PersonalListsOfUserZeroAreEverybodys) {
+TEST_F(LibraryQuery, UserZeroSeesThePersonalListsOfAll) {
     Query(
         "INSERT INTO personal_playlist (userid, id, path, title) VALUES (1030, 2, '/h/b', 'B'), "
         "(1031, 3, '/h/c', 'C')");

@@ -15,7 +15,7 @@ using namespace tonvale_test;
 
 class LibrarySongs : public LibraryRows {
   protected:
-    // What there is to ask of a keyword list.
+    // The arguments of a keyword list.
     struct Wish {
         std::string keyword = {};
         const char *field = nullptr;
@@ -36,7 +36,7 @@ class LibrarySongs : public LibraryRows {
     }
 };
 
-TEST_F(LibrarySongs, OneById) {
+TEST_F(LibrarySongs, ASongIsReadById) {
     Add({.title = "first", .artist = "A", .genres = {"Jazz", "Rock"}, .year = 1999});
     Add({.userid = kAlice, .title = "hers"});
     Rate(kAlice, 1, 4);
@@ -79,7 +79,7 @@ TEST_F(LibrarySongs, OneById) {
     EXPECT_EQ(get("all", kAlice, "2"), -1);
 }
 
-TEST_F(LibrarySongs, FolderPathsById) {
+TEST_F(LibrarySongs, AFoldersPathIsReadById) {
     Query("INSERT INTO directory (id, path) VALUES (1, '/m/it''s 100%_\\')");
     Query("INSERT INTO personal_directory (userid, id, path) VALUES (1030, 2, '/h/alice/music')");
     const auto get = [](const char *library, const char *id, int escape, std::size_t size = 32) {
@@ -104,7 +104,7 @@ TEST_F(LibrarySongs, FolderPathsById) {
     EXPECT_TRUE(Logged("audiolib/musiclib:[0-9]+ Bad parameter\\.$"));
 }
 
-TEST_F(LibrarySongs, OneByPath) {
+TEST_F(LibrarySongs, ASongIsReadByItsExactPath) {
     Texts names = kHostile;
     names.push_back(std::string(4095 - 3, 'n'));
     for (const Texts *texts : {&std::as_const(names), &kDecoys}) {
@@ -134,7 +134,7 @@ TEST_F(LibrarySongs, OneByPath) {
     }
 }
 
-TEST_F(LibrarySongs, ListsById) {
+TEST_F(LibrarySongs, AListOfIdsKeepsItsOrder) {
     for (const char *title : {"one", "two", "three"}) {
         Add({.title = title});
     }
@@ -170,7 +170,7 @@ TEST_F(LibrarySongs, ListsById) {
     EXPECT_EQ(VARNMusicListGetByID(4294967295U, "1", &songs), -1);
 }
 
-TEST_F(LibrarySongs, KeywordsInEachField) {
+TEST_F(LibrarySongs, AKeywordIsFoundInItsField) {
     Add({.title = "Title one", .artist = "A", .genres = {"Jazz", "Rock"}});
     Add({.title = "two", .album = "ONE album", .album_artist = "Guest"});
     Add({.title = "three", .artist = "Someone", .composer = "Bach"});
@@ -254,7 +254,7 @@ TEST_F(LibrarySongs, ListsAreNullAfterEveryFailure) {
     }
 }
 
-TEST_F(LibrarySongs, OrdersBySortNames) {
+TEST_F(LibrarySongs, AnOrderNamesTheColumnsOfSortNames) {
     std::array<char, 32> out = {};
     for (const auto &[order, expected] : {std::pair("title", "title_sort"),
                                           {"  Album_Artist asc\t", "album_artist_sort asc"},
@@ -273,7 +273,7 @@ TEST_F(LibrarySongs, OrdersBySortNames) {
     EXPECT_EQ(VARNGetIgnoredOrderString("title", out.data(), 11), 0);
 }
 
-TEST_F(LibrarySongs, WhoseLibraryAPathIsIn) {
+TEST_F(LibrarySongs, APathBelowTheHomesIsPersonal) {
     VARN_MEDIA_INFO song = {};
     const auto isPersonal = [&song](const std::string &path) {
         song.path[path.copy(song.path, sizeof song.path - 1)] = '\0';

@@ -30,7 +30,7 @@ class TrackView : public SystemTest {
     }
 };
 
-TEST_F(TrackView, SideTablesInTheirOrder) {
+TEST_F(TrackView, JoinsSideTablesInTheirOrder) {
     const std::string bare =
         "(SELECT track.userid, track.id, track.path, track.title, track.title_sort, "
         "track.title_search, track.filesize, track.year, track.frequency, track.channel, "
@@ -66,7 +66,7 @@ TEST_F(TrackView, SideTablesInTheirOrder) {
         << full;
 }
 
-TEST_F(TrackView, WhatItRefuses) {
+TEST_F(TrackView, UnknownLibrariesAndTypesAreRefused) {
     for (const auto &[library, uid, type] :
          {std::tuple<const char *, uid_t, int>(nullptr, kAlice, 0),
           {"all", 4294967295U, 0},
@@ -95,7 +95,7 @@ TEST_F(TrackView, WhatItRefuses) {
     EXPECT_STREQ(table_.data(), "");
 }
 
-TEST_F(TrackView, JoinFlagsFromAText) {
+TEST_F(TrackView, ATextSetsTheJoinFlagsOfItsColumns) {
     const auto flagsOf = [](const char *text) {
         std::array<int, VARN_JOIN_TABLES> flags = {};
         UpdateJoinTableArgs(flags.data(), text);

@@ -30,7 +30,7 @@ class PlaylistCatalogue : public PlaylistTest {
         title.copy(row.title, sizeof row.title - 1);
         return row;
     }
-    // The notices that nobody has fetched, and the spool without them.
+    // Takes the notices from the spool.
     static std::string Notices() {
         const std::string text = ReadFile(SystemTest::At(varn::path::kNotifySpool));
         fs::remove(SystemTest::At(varn::path::kNotifySpool));
@@ -50,7 +50,7 @@ TEST_F(PlaylistCatalogue, ListsByTitleThenFolder) {
         {"personal", 0, {"own Playlists"}},
         {"all", 0, {"another playlists", "own Playlists", "X A", "x b"}},
         {"all", 1, {"another playlists", "own Playlists"}}};
-    for (const char *feature : {"yes", "no"}) {  // the lists ask nobody whether there are libraries
+    for (const char *feature : {"yes", "no"}) {  // the lists do not depend on it
         WriteFile(varn::path::kPackageConf,
                   "enable_personal_library=\"" + std::string(feature) + "\"\n");
         for (const auto &[library, folderOnly, titles] : kLists) {
@@ -65,12 +65,12 @@ TEST_F(PlaylistCatalogue, ListsByTitleThenFolder) {
     EXPECT_EQ(Titles(list), (Texts{"another playlists", "own Playlists"}));
     EXPECT_TRUE(Log().empty());
     EXPECT_EQ(VARNPlaylistListAll("nonsense", kAlice, &list, 0, 0, 0), 0);
-    EXPECT_EQ(Titles(list), (Texts{"own Playlists", "another playlists"})) << "turned round";
+    EXPECT_EQ(Titles(list), (Texts{"own Playlists", "another playlists"})) << "reversed";
     EXPECT_EQ(VARNPlaylistListAll("shared", 4294967295U, &list, 0, 0, 0), -1);
     EXPECT_EQ(list, nullptr) << "freed";
 }
 
-TEST_F(PlaylistCatalogue, PathIdAndTitle) {
+TEST_F(PlaylistCatalogue, FindsPathIdAndTitleOfAPlaylist) {
     const std::string hostile = "/m/it's \\ 100%_\".m3u";
     const std::string shared = AddRow(hostile, "Größe", "m");
     const std::string own = AddRow("/h/own.m3u", "own", "h", kAlice);
@@ -103,7 +103,7 @@ TEST_F(PlaylistCatalogue, PathIdAndTitle) {
     EXPECT_TRUE(Logged("audiolib/playlist:[0-9]+ Wrong library type\\."));
 }
 
-TEST_F(PlaylistCatalogue, BadParametersHaveTheirLine) {
+TEST_F(PlaylistCatalogue, BadParametersAreLogged) {
     char out[8];
     const std::string list = In("x.m3u");
     for (const int result :
@@ -132,7 +132,7 @@ TEST_F(PlaylistCatalogue, BadParametersHaveTheirLine) {
               "audiolib/playlist (#) Bad parameter.\n");
 }
 
-TEST_F(PlaylistCatalogue, RowsAndNotices) {
+TEST_F(PlaylistCatalogue, EveryChangeOfARowIsNotified) {
     VARN_MEDIA_INFO row = Row(0, "/m/it's.m3u", "it's");
     EXPECT_EQ(VARNPlaylistDBSave(&row), 0);
     BackToRoot();
@@ -176,7 +176,7 @@ TEST_F(PlaylistCatalogue, ARowThatIsGoneIsLeftToTheIndexer) {
     EXPECT_EQ(ReadFile(root() / "seen"), "-d 4711\n");
     EXPECT_EQ(Notices(), "128\t4711\t\n128\t4711\t\n") << "notified all the same";
     install("exit 0");
-    EXPECT_EQ(VARNPlaylistDBDelete("shared", "4711"), 0) << "the indexer has seen to it";
+    EXPECT_EQ(VARNPlaylistDBDelete("shared", "4711"), 0) << "the indexer did it";
     Touch(In("x.m3u"), "a\n");
     EXPECT_EQ(VARNPlayListUnlink("neither", In("x.m3u").c_str(), "4711"), -1);
     EXPECT_EQ(VARNPlayListUnlink("shared", In("x.m3u").c_str(), "1;2"), -1);
@@ -191,7 +191,7 @@ TEST_F(PlaylistCatalogue, ARowThatIsGoneIsLeftToTheIndexer) {
     }
 }
 
-TEST_F(PlaylistCatalogue, OwnFolder) {
+TEST_F(PlaylistCatalogue, ListsAUsersOwnFolder) {
     const fs::path folder =
         SystemTest::At(std::string(varn::path::kPreferences) + "/alice/playlists");
     const auto listed = [] {
@@ -220,7 +220,7 @@ TEST_F(PlaylistCatalogue, OwnFolder) {
     EXPECT_FALSE(VARNPlaylistIsOriginalPersonalPlaylist((folder / "a.m3u").c_str(), "bob"));
 }
 
-TEST_F(PlaylistCatalogue, SmartLists) {
+TEST_F(PlaylistCatalogue, ASmartListHasPagesACountAndRatings) {
     AddSong({.path = In("3"), .title = "3", .album = "b", .track = 1});
     AddSong({.path = In("2"), .title = "2", .album = "A", .track = 2});
     AddSong({.path = In("1"), .title = "1", .album = "A", .track = 1});

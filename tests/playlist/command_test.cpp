@@ -41,7 +41,7 @@ class PlaylistCommand : public PlaylistTest {
     }
 };
 
-TEST_F(PlaylistCommand, SharedAndPersonalOnes) {
+TEST_F(PlaylistCommand, SharedAndPersonalPlaylistsHaveTheSameVerbs) {
     AddSong({.path = In("a.mp3"), .title = "A"});
     AddSong({.path = In("cue.flac"), .has_virtual = true});
     AddSong({.path = In("cue.flac"), .title = "Three", .track = 3, .is_virtual = true});
@@ -75,8 +75,7 @@ TEST_F(PlaylistCommand, SharedAndPersonalOnes) {
            {"--user", "alice", "--personal"});
 }
 
-// What somebody does not browse is not missing.
-TEST_F(PlaylistCommand, HiddenSongsAreNotMissing) {
+TEST_F(PlaylistCommand, SongsThatTheUserDoesNotBrowseAreNotMissing) {
     AddSong({.path = In("shared.mp3")});
     AddSong({.userid = kAlice, .path = In("hers.mp3")});
     AddSong({.userid = kBob, .path = In("bobs.mp3")});
@@ -103,9 +102,8 @@ TEST_F(PlaylistCommand, HiddenSongsAreNotMissing) {
 TEST_F(PlaylistCommand, WhatCannotBeWrittenIsRefused) {
     const std::string file = In("caf\xE9.mp3");
     Touch(file);
-    Touch(In("y.m3u"), "rtsp://r/x\nhttp://a/\n");
+    AddList("y.m3u", "rtsp://r/x\nhttp://a/\n");
     fs::permissions(In("y.m3u"), fs::perms(0644));
-    AddRow(In("y.m3u"), "y", "m");
     RunAll({{{"playlist", "add", "y", file}, 2, "is not UTF-8"},
             {{"playlist", "create", "caf\xE9"}, 2, "name is UTF-8"},
             {{"playlist", "rename", "y", "caf\xE9"}, 2, "name is UTF-8"},
@@ -184,12 +182,10 @@ TEST_F(PlaylistCommand, AFullOrReadOnlyDiskLosesNothing) {
     EXPECT_TRUE(HoldsInChild(onSmallDisk));
 }
 
-// What the library refuses changes nothing.
-TEST_F(PlaylistCommand, FileAndRowKeepOneName) {
+TEST_F(PlaylistCommand, AFileStaysWhenTheLibraryRefusesTheChangeOfItsRow) {
     const std::string home = (root() / "volume1/homes/alice/music/b.m3u").string();
-    Touch(In("a.m3u"));
+    AddList("a.m3u");
     Touch(home);
-    AddRow(In("a.m3u"), "a", "m");
     AddRow(home, "b", "m", kAlice);
     fs::create_directories(In("folder.m3u"));
     AddRow(In("folder.m3u"), "folder", "m");
@@ -217,13 +213,12 @@ TEST_F(PlaylistCommand, ALongListIsShownInGrowingParts) {
         names.push_back(std::to_string(i) + ".mp3");
         text += names.back() + "\n";
     }
-    Touch(In("x.m3u"), text);
-    AddRow(In("x.m3u"), "x", "m");
+    AddList("x.m3u", text);
     RunAll({{{"playlist", "show", "x", "--limit", "1", "--json"}, 0, "\"rtsp://r/x\""}});
     EXPECT_TRUE(Paths("x", {"--offset", "1"}) == names);
 }
 
-TEST_F(PlaylistCommand, TwoOfOneTitle) {
+TEST_F(PlaylistCommand, OfTwoPlaylistsOfOneTitleEachIsFoundByItsId) {
     Touch(In("a/x.m3u"));
     Touch(In("b/x.pls"));
     const std::string first = AddRow(In("a/x.m3u"), "x", "a");

@@ -18,7 +18,7 @@ class PlaylistEdit : public PlaylistTest {
         }
         return MakeSongs(records);
     }
-    // A shared playlist with these songs, none of which the library knows but the tracks.
+    // A shared playlist with these songs. The library knows the tracks alone.
     std::string Make(std::string_view names, const std::string &name = "list.pls") {
         if (!tracksKnown_) {
             AddSong({.path = In("cue.flac"), .has_virtual = true});
@@ -49,7 +49,7 @@ class PlaylistEdit : public PlaylistTest {
     bool tracksKnown_ = false;
 };
 
-TEST_F(PlaylistEdit, ReplacingAndAppending) {
+TEST_F(PlaylistEdit, SongsAreReplacedAndAppended) {
     using Case = std::tuple<std::string, int, int, std::string, const char *, std::string>;
     for (const auto &[before, start, length, names, duplicates, after] :
          {Case{"abc", 0, 0, "x", "", "xabc"}, Case{"abc", 1, 1, "xy", "", "axyc"},
@@ -79,7 +79,7 @@ TEST_F(PlaylistEdit, ReplacingAndAppending) {
     EXPECT_EQ(Names(), "aba1");
 }
 
-TEST_F(PlaylistEdit, SelectedSongs) {
+TEST_F(PlaylistEdit, SelectedSongsAreRemoved) {
     for (const auto &[selection, after] : {std::pair("0", "b2c"),
                                            {"3,0", "b2"},
                                            {"1,,2,x", "ac"},
@@ -92,7 +92,7 @@ TEST_F(PlaylistEdit, SelectedSongs) {
     }
 }
 
-TEST_F(PlaylistEdit, MissingSongs) {
+TEST_F(PlaylistEdit, MissingSongsAreRemoved) {
     AddSong({.path = In("known")});
     AddSong({.userid = kBob, .path = In("bobs")});
     const auto clean = [&](const std::string &name) {
@@ -110,7 +110,7 @@ TEST_F(PlaylistEdit, MissingSongs) {
     EXPECT_TRUE(Logged("Playlist\\(3, .*gone.m3u\\) does not exist\\."));
 }
 
-// The indexer knows what is behind a link by the link's path, and so do the lists there.
+// The library has the songs below a link by the link's path. Lists there must find them by it.
 TEST_F(PlaylistEdit, ListsBehindLinksKeepTheirSongs) {
     const fs::path away = scratch() / "away";
     const fs::path home = root() / "volume1/homes/alice";
@@ -144,7 +144,7 @@ TEST_F(PlaylistEdit, ListsBehindLinksKeepTheirSongs) {
     }
 }
 
-TEST_F(PlaylistEdit, AUsersOwnFile) {
+TEST_F(PlaylistEdit, AUsersOwnFileIsEdited) {
     Make("ab2", "own.m3u");
     const std::string path = In("own.m3u");
     EXPECT_EQ(Done(VARNPersonalPlaylistAppendSongs(kAlice, path.c_str(), List("a2x").get(), 1)), 0);
@@ -170,10 +170,9 @@ TEST_F(PlaylistEdit, AUsersOwnFile) {
     EXPECT_EQ(Names("gone.m3u"), "a");
 }
 
-// What cannot be read must not be emptied; of a format that is not written nothing is left.
-TEST_F(PlaylistEdit, NothingIsEmptiedByAccident) {
-    Touch(In("x.m3u8"), "a\r\n");
-    const std::string m3u8 = AddRow(In("x.m3u8"), "x", "m");
+// Of a format that is not written, nothing is left.
+TEST_F(PlaylistEdit, AListThatCannotBeReadIsNotEmptied) {
+    const std::string m3u8 = AddList("x.m3u8", "a\r\n");
     EXPECT_EQ(Done(VARNPlaylistAppendSongs("shared", kAlice, m3u8.c_str(), List("b").get())), 0);
     EXPECT_EQ(ReadFile(In("x.m3u8")), "");
     const std::string id = Make("ab");

@@ -51,7 +51,7 @@ TEST_F(PlaylistParse, EveryEntryKeepsItsPlace) {
     EXPECT_TRUE(Log().empty());
 }
 
-TEST_F(PlaylistParse, Ranges) {
+TEST_F(PlaylistParse, ARangeOfTheEntriesIsRead) {
     for (const char *name : {"a.mp3", "b.mp3", "c.mp3", "d.mp3"}) {
         AddSong({.path = In(name)});
     }
@@ -88,7 +88,7 @@ TEST_F(PlaylistParse, OnlyTheUsersOwnLibraryIsLookedIn) {
     EXPECT_EQ(VARNAudioWebapiUtilsGetBrowseLibraryByUid(4242), "shared");
 }
 
-// Few names and many go into the statements in different forms.
+// The statements for few names and for many differ.
 TEST_F(PlaylistParse, ManySongsAndTracks) {
     constexpr int kSongs = 2500;
     Query("INSERT INTO track (id, path, is_virtual, track) SELECT n, '" + music().string() +
@@ -111,7 +111,7 @@ TEST_F(PlaylistParse, ManySongsAndTracks) {
     EXPECT_EQ(wanted, 0U);
 }
 
-TEST_F(PlaylistParse, RatingsComeBeside) {
+TEST_F(PlaylistParse, RatingsComeWithTheSongs) {
     AddSong({.path = In("a.mp3")});
     AddSong({.path = In("b.mp3")});
     Query("INSERT INTO rating_track (userid, track, star) VALUES (1030, 1, 5)");
@@ -128,7 +128,7 @@ TEST_F(PlaylistParse, RatingsComeBeside) {
     VLIBCSzHashFree(hash);
 }
 
-TEST_F(PlaylistParse, Membership) {
+TEST_F(PlaylistParse, ASongIsInAListOnlyByItsOwnPath) {
     AddSong({.path = In("cue.flac"), .has_virtual = true});
     AddSong({.path = In("cue.flac"), .track = 3, .is_virtual = true});
     const std::string list = List("a.mp3\ncue.flac_3\ncue.flac_4\n");
@@ -151,11 +151,11 @@ TEST_F(PlaylistParse, Membership) {
         ASSERT_EQ(ResetCredentialsByName("alice"), 0);
         DropSetUidRight();
         EXPECT_EQ(check(In("none.m3u"), "/a"), -1);
-    })) << "a way back that is barred does not end the caller";
+    })) << "the caller goes on when its own rights do not come back";
     EXPECT_TRUE(!IsRoot() || Logged("audiolib/playlist:[0-9]+ ERROR: ~IF_RUN_AS\\(1030, 100\\)"));
 }
 
-TEST_F(PlaylistParse, OneStepUp) {
+TEST_F(PlaylistParse, OneStepUpIsResolved) {
     std::array<char, 16> out{};
     for (const auto &[path, expected] : {std::pair("/a/b/../../c", "/a/../c"),
                                          {"/../c", "/c"},
@@ -166,7 +166,7 @@ TEST_F(PlaylistParse, OneStepUp) {
     }
 }
 
-TEST_F(PlaylistParse, FirstSong) {
+TEST_F(PlaylistParse, TheFirstSongIsFound) {
     const int file = AddSong({.path = In("cue.flac"), .has_virtual = true});
     AddSong({.path = In("cue.flac"), .track = 3, .is_virtual = true});
     const int track = AddSong({.path = In("cue.flac"), .track = 1, .is_virtual = true});
@@ -193,7 +193,7 @@ TEST_F(PlaylistParse, FirstSong) {
     EXPECT_TRUE(Logged("Parse playlist: .*list.m3u return NULL\\."));
     EXPECT_EQ(VARNPlaylistGetOneByPath(4242, "/a.mp3", &record), -1);
     EXPECT_TRUE(Logged("audiolib/playlist:[0-9]+ Fail to get user by id \\[4242\\]\\."));
-    // The path of a file that is split is that of all its tracks, of which the first is read.
+    // All tracks of a file have its path. The first of them is read.
     EXPECT_EQ(byPath("cue.flac"), track);
     EXPECT_EQ(byPath("cue.flac_1"), track);
     EXPECT_TRUE(first("cue.flac\n").starts_with(std::to_string(track)));
@@ -203,7 +203,7 @@ TEST_F(PlaylistParse, FirstSong) {
     EXPECT_EQ(byPath("cue.flac_1"), -1);
 }
 
-TEST_F(PlaylistParse, WhatIsNoPlaylist) {
+TEST_F(PlaylistParse, WhatIsNoPlaylistIsRefused) {
     fs::create_directory(In("folder.m3u"));
     ASSERT_EQ(mkfifo(In("fifo.m3u").c_str(), 0666), 0);
     fs::create_symlink(In("loop.m3u"), In("loop.m3u"));
@@ -218,10 +218,10 @@ TEST_F(PlaylistParse, WhatIsNoPlaylist) {
     }
     int count = -7;
     EXPECT_EQ(Read(List(""), &count), nullptr);
-    EXPECT_EQ(count, 0) << "an empty one is one";
+    EXPECT_EQ(count, 0) << "an empty list is a list";
 }
 
-TEST_F(PlaylistParse, AsManyEntriesAsThereMayBeAndALineOfTenMegabytes) {
+TEST_F(PlaylistParse, EntriesLinesAndBytesAreBounded) {
     const int id = AddSong({.path = In("a.mp3")});
     std::string text = "song 0.mp3";
     for (int i = 1; i < 199999; ++i) {

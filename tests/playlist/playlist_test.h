@@ -29,7 +29,7 @@ class PlaylistTest : public DatabaseTest {
         fs::create_directories(music());
         WriteFile(varn::path::kIndexFolders, music().string() + "\n");
         if (IsRoot()) {
-            // The package's account reads and writes here, too.
+            // The package's account reads and writes here.
             fs::permissions(scratch(), fs::perms::all);
             fs::permissions(music(), fs::perms::all);
         }
@@ -59,13 +59,20 @@ class PlaylistTest : public DatabaseTest {
             *varn::Sql("'@VARN:VAR', '@VARN:VAR', '@VARN:VAR') RETURNING id", path, title, album));
     }
 
+    // A playlist of the music folder and its row, whose title is the name before the dot. Returns the
+    // row's id.
+    static std::string AddList(const std::string &name, std::string_view text = "") {
+        Touch(In(name), text);
+        return AddRow(In(name), name.substr(0, name.find('.')), "m");
+    }
+
     static Songs Read(const std::string &path, int *count = nullptr, int offset = 0,
                       int limit = 0) {
         return Songs(
             VARNPlaylistParseByPath(kAlice, path.c_str(), nullptr, count, offset, limit, "*", 0));
     }
 
-    // "ID PATH", with "_TRACK" behind the path of a virtual song.
+    // "ID PATH", with "_TRACK" after the path of a virtual song.
     static Texts Shown(const PLAYLIST_REC *list) {
         Texts shown;
         for (; list != nullptr; list = list->next) {

@@ -31,7 +31,7 @@ class QueueFile : public PlaylistTest {
     }
 };
 
-TEST_F(QueueFile, StateAndRecordsAsTheyStandInMemory) {
+TEST_F(QueueFile, StateAndRecordsAreStoredAsTheyStandInMemory) {
     PlaylistInfo queue;
     EXPECT_EQ(queue.playerInfo().word[1], 1);
     queue.setPlayerInfo({{1, 2, 3, 4, 5, 6}});
@@ -66,7 +66,7 @@ TEST_F(QueueFile, StateAndRecordsAsTheyStandInMemory) {
     EXPECT_TRUE(Log().empty());
 }
 
-TEST_F(QueueFile, NobodyWaitsForALock) {
+TEST_F(QueueFile, ALockIsNotWaitedFor) {
     const PlaylistInfo queue;
     ASSERT_EQ(AudioFile::PlaylistFileSave(Path().c_str(), &queue), 0);
     const int fd = open(Path().c_str(), O_RDONLY | O_CLOEXEC);
@@ -93,7 +93,7 @@ TEST_F(QueueFile, AFailureLeavesNoFile) {
     EXPECT_FALSE(fs::exists(Path()));
 }
 
-TEST_F(QueueFile, RandomSongs) {
+TEST_F(QueueFile, ARandomQueueHasEachSongOnce) {
     for (int i = 0; i < 30; ++i) {
         AddSong({.path = In(std::to_string(i))});
     }
@@ -118,7 +118,7 @@ TEST_F(QueueFile, RandomSongs) {
     EXPECT_TRUE(Logged("audiolib/audiofile:[0-9]+ Failed to create playlist .*no/queue"));
     Query("ALTER TABLE track RENAME TO elsewhere");
     EXPECT_FALSE(AudioFile::PlaylistRandomCreate(kAlice, "all", Path().c_str()));
-    EXPECT_FALSE(fs::exists(Path())) << "no queue is made of songs not found";
+    EXPECT_FALSE(fs::exists(Path())) << "no queue is made without songs";
     Query("ALTER TABLE elsewhere RENAME TO track");
 }
 

@@ -78,7 +78,7 @@ TEST_F(PlaylistWrite, PathsAreRelativeToThePlaylist) {
     std::vector<VARN_MEDIA_INFO> records;
     std::string lines = "[playlist]\r\n";
     for (const auto &[song, written] : kEntries) {
-        // What is left out is not numbered.
+        // Songs that are left out have no number.
         for (const std::string &none : {std::string("a.mp3"), std::string("mms://r/a"), folder}) {
             records.push_back(Record(1, none));
         }
@@ -93,7 +93,7 @@ TEST_F(PlaylistWrite, PathsAreRelativeToThePlaylist) {
     EXPECT_TRUE(Logged("Failed to converse from absolute path to relative path\\. pls path"));
 }
 
-TEST_F(PlaylistWrite, ModeAndAccount) {
+TEST_F(PlaylistWrite, ThePackagesAccountWritesAFileForAll) {
     const mode_t before = umask(077);
     Written({}, In("list.m3u"));
     umask(before);
@@ -104,11 +104,11 @@ TEST_F(PlaylistWrite, ModeAndAccount) {
         EXPECT_EQ(VARNWriteMusicPlaylist(nullptr, In("list.m3u").c_str()), 0);
         EXPECT_EQ(geteuid(), GetUserIdFromName("Tonvale"));
         EXPECT_EQ(VARNWriteMusicPlaylist(nullptr, (scratch() / "none/x.m3u").c_str()), -1);
-        EXPECT_EQ(geteuid(), GetUserIdFromName("Tonvale")) << "after a failure, too";
+        EXPECT_EQ(geteuid(), GetUserIdFromName("Tonvale")) << "after a failure";
     }
 }
 
-TEST_F(PlaylistWrite, WhatCannotBeWritten) {
+TEST_F(PlaylistWrite, OnlyAPlaylistOfItsKindIsWritten) {
     fs::create_directory(In("folder.m3u"));
     ASSERT_EQ(mkfifo(In("fifo.m3u").c_str(), 0666), 0);
     fs::create_symlink(In("loop.m3u"), In("loop.m3u"));
@@ -213,7 +213,7 @@ TEST_P(PlaylistRoundTrip, EveryKindOfEntry) {
     }
     const std::string text = ReadFile(list);
     ASSERT_EQ(Write(Read(list).get(), list), 0);
-    EXPECT_EQ(ReadFile(list), text) << "and so on, for ever";
+    EXPECT_EQ(ReadFile(list), text) << "the second round changes it";
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, PlaylistRoundTrip, testing::Values("m3u", "pls", "wpl"),

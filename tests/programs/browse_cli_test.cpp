@@ -26,7 +26,7 @@ class BrowseCommand : public LibraryRows {
     }
 };
 
-TEST_F(BrowseCommand, Refuses) {
+TEST_F(BrowseCommand, RefusalsNameTheMistake) {
     ExpectSayings({
         {{"albums", "--help"}, 0, "--album-artist"},
         {{"folders", "--in", "dir_p_12"}, 2, "there is no folder 12"},
@@ -84,7 +84,7 @@ TEST_F(BrowseCommand, RatesByIdsAndByFilters) {
     EXPECT_EQ(Stars(), "1:1 2:1 3:0");
 }
 
-TEST_F(BrowseCommand, LocksHoldARatingUpOnce) {
+TEST_F(BrowseCommand, LockedRecordsDelayARatingOnce) {
     WriteFile(varn::path::kIndexFolders, scratch().string() + "\n");
     std::vector<int> locked;
     std::vector<std::string> rate = Words("rate 5 --user alice");
@@ -104,10 +104,8 @@ TEST_F(BrowseCommand, LocksHoldARatingUpOnce) {
     const Finished run = Tonvale(rate);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
     EXPECT_EQ(run.out, "20 songs rated with 5 stars\n") << run.err;
-    EXPECT_NE(run.err.find("The rating of " + (scratch() / "20.mp3").string() +
-                           " is kept in the database alone"),
-              run.err.npos)
-        << run.err;
+    ExpectSaid(
+        run, "The rating of " + (scratch() / "20.mp3").string() + " is kept in the database alone");
     for (const int fd : locked) {
         close(fd);
     }

@@ -27,7 +27,7 @@ class CommandLineTest : public DatabaseTest {
     }
 };
 
-TEST_F(CommandLineTest, AnswersAndRefuses) {
+TEST_F(CommandLineTest, RefusalsNameTheMistake) {
     ExpectSayings({
         {{"songs", "--help"}, 0, "--sort-direction"},
         {{"--version"}, 0, "tonvale 0."},
@@ -69,9 +69,9 @@ TEST_F(CommandLineTest, FiltersMatchHostileTextAndNothingElse) {
               Words("O'Brxy"));
 }
 
-TEST_F(CommandLineTest, TableStaysAlignedAndHarmless) {
+TEST_F(CommandLineTest, ATableStaysAlignedAndSendsNoControlCharacters) {
     constexpr char kWild[] = "\x1B[2J\r\n\t\xE2\x80\xAE";
-    // The third has a combining accent, the last would clear a screen and turn what follows.
+    // The third has a combining accent. The last would clear the screen and reverse the text.
     for (int id = 0; const char *title : {"plain", "静かな夜", "e\xCC\x81", kWild}) {
         TrackRow row = Track(++id, title);
         row.artist = "Artist";
@@ -104,8 +104,7 @@ TEST_F(CommandLineTest, StartsADatabaseThatIsStopped) {
     ASSERT_EQ(Tonvale({"stop"}).status, 0);
     const Finished first = Tonvale({"songs"});
     EXPECT_EQ(first.status, 0) << first.err;
-    EXPECT_TRUE(Contains(first.err, "'tonvale stop --root " + root().string() + "' stops it"))
-        << first.err;
+    ExpectSaid(first, "'tonvale stop --root " + root().string() + "' stops it");
     EXPECT_TRUE(first.out.ends_with("1-1 of 1 track\n")) << first.out;
     const Finished second = Tonvale({"songs"});
     EXPECT_EQ(second.err, "");
@@ -129,7 +128,7 @@ TEST_F(CommandLineTest, TellsWhenItsOutputIsLost) {
          {std::vector<std::string>{"songs"}, {"songs", "--json"}, {"--help"}}) {
         const Finished full = Command(arguments, "/dev/full").Wait();
         EXPECT_EQ(full.status, 1);
-        EXPECT_TRUE(Contains(full.err, "No space left on device")) << full.err;
+        ExpectSaid(full, "No space left on device");
     }
 }
 
@@ -140,14 +139,14 @@ TEST_F(CommandLineTest, IndexBecomesTheIndexer) {
     const Finished index = Tonvale({"index"});
     EXPECT_EQ(index.status, 0) << index.err;
     EXPECT_NE(Tonvale({"index", scratch() / "missing"}).status, 0);
-    // A root may belong to somebody else: what stands in it is not run.
+    // A root may belong to another account: a program in it is not run.
     fs::remove(At(varn::path::kIndexer));
     WriteFile(varn::path::kIndexer, "#!/bin/sh\ntouch " + (scratch() / "was run").string() + "\n");
     fs::permissions(At(varn::path::kIndexer), fs::perms::all);
     EXPECT_EQ(Tonvale({"index", "--verbose", "--", music}).status, 0);
     EXPECT_FALSE(fs::exists(scratch() / "was run"));
     const Finished dashes = Tonvale({"index", "--", "--verbose"});
-    EXPECT_TRUE(Contains(dashes.err, "--verbose is in no indexed folder")) << dashes.err;
+    ExpectSaid(dashes, "--verbose is in no indexed folder");
 }
 
 }  // namespace

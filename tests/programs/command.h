@@ -27,7 +27,7 @@ struct Finished {
 // process's root unless the arguments name another one.
 class Command {
   public:
-    // Its standard output goes to the file `outFile` when there is one. `variables` come before this
+    // Its standard output goes to the file `outFile`, if one is named. `variables` come before this
     // process's own.
     explicit Command(std::vector<std::string> arguments, const std::string &outFile = "",
                      const std::string &name = "tonvale", std::vector<std::string> variables = {})
@@ -99,13 +99,17 @@ inline bool Contains(const std::string &text, const std::string &part) {
     return text.find(part) != std::string::npos;
 }
 
+inline void ExpectSaid(const Finished &run, const std::string &part) {
+    EXPECT_TRUE(Contains(run.err, part)) << run.err;
+}
+
 struct Saying {
     std::vector<std::string> arguments;
     int status;
     std::string says;  // a part of what is printed after success, else of the complaint
 };
 
-// Each run ends and says so; what fails prints nothing.
+// Runs each command. One that fails prints nothing on standard output.
 inline void ExpectSayings(const std::vector<Saying> &sayings) {
     for (const auto &[arguments, status, says] : sayings) {
         const Finished run = Tonvale(arguments);

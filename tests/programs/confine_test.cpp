@@ -1,4 +1,4 @@
-// What the foreign programs may do that the library starts: the encoder and the converter.
+// The rights and limits of the programs that the library starts: the encoder and the converter.
 #include <unistd.h>
 
 #include <csignal>
@@ -25,7 +25,7 @@ constexpr double kFourGiB = 4294967296;
 
 class Confined : public SystemTest {
   protected:
-    // Starts one with the library's words; it waits for a reader, or for its picture.
+    // Starts a program with the library's words. It waits for a reader, or for its picture.
     static FILE *Start(std::string_view place, const char *mode, std::vector<std::string> words) {
         words.insert(words.begin(), "program");
         return VLIBCPopenv(At(place).c_str(), mode, Arguments(words).Get());
@@ -33,7 +33,7 @@ class Confined : public SystemTest {
     static std::vector<std::string> Play(const std::string &song) {
         return {"-v", "0", "-i", song, "-f", "wav", "-"};
     }
-    // The child of a process that has become a program, once it has.
+    // Waits until the child of a process has become a program. -1 when it never does.
     static pid_t Become(pid_t parent, const char *program) {
         const std::string self = std::to_string(parent);
         pid_t child = -1;
@@ -62,7 +62,7 @@ class Confined : public SystemTest {
     }
 };
 
-TEST_F(Confined, ProgramsHaveTheRightsOfThePackageAndLimits) {
+TEST_F(Confined, ProgramsHaveThePackagesRightsAndLimits) {
     const fs::path open = MakeSong("open.flac", 0644);
     const fs::path locked = MakeSong("locked.flac", 0600);
     chmod(scratch().c_str(), 0755);
@@ -109,7 +109,7 @@ TEST_F(Confined, ProgramsHaveTheRightsOfThePackageAndLimits) {
     unsetenv("HTTP_AUTHORIZATION");
 }
 
-// The library asks for it before the rights are given up, which takes the wish back.
+// The kernel forgets the signal for that when rights are given up.
 TEST_F(Confined, ProgramsStillEndWithTheirParent) {
     const std::string song = MakeSong("song.flac", 0644);
     const pid_t parent = StartInChild([&] {

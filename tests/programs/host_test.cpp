@@ -32,7 +32,7 @@ class RootTest : public SystemTest {
     }
 };
 
-TEST_F(RootTest, PreparingAgainKeepsWhatWasEdited) {
+TEST_F(RootTest, PreparingAgainKeepsEditedFiles) {
     const std::string_view files[] = {varn::path::kGroup,       varn::path::kVersion,
                                       varn::path::kPackageConf, varn::path::kPackageDefaultConf,
                                       varn::path::kUsersFile,   varn::path::kIndexFolders};
@@ -123,7 +123,7 @@ TEST_F(RootTest, AddsAFolderOnce) {
     EXPECT_EQ(ShareOf(music), "music");
 }
 
-TEST_F(RootTest, SeveralAtOnceLoseNone) {
+TEST_F(RootTest, FoldersThatAreAddedAtOnceAreAllKept) {
     const std::string other = scratch() / "other";
     std::vector<std::unique_ptr<Command>> commands;
     for (int number = 0; number < 6; ++number) {
@@ -133,7 +133,7 @@ TEST_F(RootTest, SeveralAtOnceLoseNone) {
             "init", "--root", other, "--database", "external", "--music", folder}));
     }
     for (const auto &command : commands) {
-        command->Wait();  // there is no server to end well with
+        command->Wait();  // fails: there is no server
     }
     for (const std::string_view fixed : {varn::path::kIndexFolders, varn::path::kShares}) {
         std::istringstream lines(ReadFile(other + std::string(fixed)));
@@ -177,9 +177,7 @@ TEST_F(RootTest, SaysWhatIsWrongWithARoot) {
         {scratch() / "closed/root", IsRoot() ? "choose a root elsewhere" : "Permission denied"},
     };
     for (const auto &[path, message] : kCases) {
-        const Finished init = Tonvale({"init", "--root", path});
-        EXPECT_EQ(init.status, 1) << path;
-        EXPECT_TRUE(Contains(init.err, message)) << init.err;
+        ExpectSayings({{{"init", "--root", path}, 1, message}});
         EXPECT_FALSE(fs::is_directory(path)) << path;
     }
     fs::permissions(scratch() / "closed", fs::perms::owner_all);
@@ -208,8 +206,8 @@ class ClusterTest : public SystemTest {
     }
     fs::path Data() const { return own_ + std::string(varn::path::kClusterData); }
 
-    // Ends the server as a crash of the machine does, with a number in its files that belongs to
-    // `pid` by now.
+    // Ends the server as a crash of the machine does. The number in its files is that of another
+    // process by now.
     void Crash(pid_t pid) {
         const std::string before = ReadFile(Data() / "postmaster.pid");
         const pid_t server = std::stoi(before);
@@ -224,7 +222,7 @@ class ClusterTest : public SystemTest {
 };
 
 TEST_F(ClusterTest, IsCreatedOnceAndComesUpAgain) {
-    // What an interrupted creation leaves, to be found by two creations at once.
+    // Two creations at once find what an interrupted one left.
     ASSERT_EQ(Tonvale({"init", "--root", own_, "--music", "/nonexistent"}).status, 1);
     fs::create_directory(Data().string() + ".new");
     std::ofstream(Data().string() + ".new/PG_VERSION") << "15\n";
@@ -245,9 +243,7 @@ TEST_F(ClusterTest, IsCreatedOnceAndComesUpAgain) {
     ASSERT_EQ(Tonvale({"stop", "--root", own_}).status, 0);
     EXPECT_EQ(Tonvale({"stop", "--root", own_}).status, 0);
     std::ofstream(Data() / "postgresql.conf", std::ios::app) << "nonsense = 1\n";
-    const Finished start = Tonvale({"start", "--root", own_});
-    EXPECT_EQ(start.status, 1);
-    EXPECT_TRUE(Contains(start.err, "\"nonsense\"")) << start.err;
+    ExpectSayings({{{"start", "--root", own_}, 1, "\"nonsense\""}});
 }
 
 class SchemaTest : public DatabaseTest {
@@ -282,33 +278,27 @@ TEST_F(SchemaTest, TwoMigrationsFromNothingMakeOneSchema) {
     EXPECT_EQ(geteuid(), getuid());
 }
 
-TEST_F(SchemaTest, AMissingClusterIsNoReasonToGoElsewhere) {
+TEST_F(SchemaTest, ARootWithoutItsClusterUsesNoOtherServer) {
     const std::string other = scratch() / "other";
-    ASSERT_EQ(Tonvale({"init", "--root", other}).status, 0);
-    ASSERT_EQ(Tonvale({"stop", "--root", other}).status, 0);
-    fs::remove_all(other + std::string(varn::path::kClusterData));
+    ASSERT_EQ(Tonvale({"init", "--root", other, "--music", "/nonexistent"}).status, 1);
+    ASSERT_FALSE(fs::exists(other + std::string(varn::path::kClusterData)));
     setenv("PGHOST", At(varn::path::kDatabaseSocketDir).c_str(), 1);
     for (const char *verb : {"songs", "index"}) {
-        const Finished done = Tonvale({verb, "--root", other});
-        EXPECT_EQ(done.status, 1) << verb;
-        EXPECT_TRUE(Contains(done.err, "run 'tonvale init --root " + other + "'")) << done.err;
+        ExpectSayings({{{verb, "--root", other}, 1, "run 'tonvale init --root " + other + "'"}});
     }
     setenv("PGHOST", "/nonexistent", 1);
 }
 
 TEST_F(SchemaTest, AnExternalServerStaysChosen) {
     const std::string other = scratch() / "other";
-    // Chosen even where the server does not answer yet.
+    // The choice stays even when the server does not answer.
     EXPECT_EQ(Tonvale({"init", "--root", other, "--database", "external"}).status, 1);
     setenv("PGHOST", At(varn::path::kDatabaseSocketDir).c_str(), 1);
     EXPECT_EQ(Tonvale({"init", "--root", other}).status, 0);
-    const Finished songs = Tonvale({"songs", "--root", other});
-    EXPECT_EQ(songs.out, "0 of 0 tracks\n") << songs.err;
+    ExpectSayings({{{"songs", "--root", other}, 0, "0 of 0 tracks\n"}});
     EXPECT_FALSE(fs::exists(other + std::string(varn::path::kClusterData)));
     setenv("PGHOST", "/nonexistent", 1);
-    const Finished down = Tonvale({"songs", "--root", other});
-    EXPECT_EQ(down.status, 1);
-    EXPECT_TRUE(Contains(down.err, "/nonexistent")) << down.err;
+    ExpectSayings({{{"songs", "--root", other}, 1, "/nonexistent"}});
 }
 
 TEST_F(SchemaTest, AStepThatFailsLeavesNothing) {
@@ -317,7 +307,7 @@ TEST_F(SchemaTest, AStepThatFailsLeavesNothing) {
     ExpectProblem(host::MigrateSchema(), "already exists");
     EXPECT_EQ(Value("SELECT to_regclass('track')"), "");
     EXPECT_EQ(Value("SELECT COUNT(*) FROM schema_version"), "0");
-    // The step itself works now, but cannot be noted.
+    // The step itself works now, but its version cannot be written.
     Query("DROP TABLE playlist; ALTER TABLE schema_version ADD CONSTRAINT never CHECK (false)");
     ExpectProblem(host::MigrateSchema(), "never");
     EXPECT_EQ(Value("SELECT to_regclass('track')"), "");
@@ -330,9 +320,7 @@ TEST_F(SchemaTest, RefusesALaterVersion) {
     Query("INSERT INTO schema_version (version) VALUES (1000)");
     ExpectProblem(host::CheckSchema(), "made by a later version");
     ExpectProblem(host::MigrateSchema(), "made by a later version");
-    const Finished songs = Tonvale({"songs"});
-    EXPECT_EQ(songs.status, 1);
-    EXPECT_TRUE(Contains(songs.err, "schema 1000")) << songs.err;
+    ExpectSayings({{{"songs"}, 1, "schema 1000"}});
 }
 
 TEST_F(SchemaTest, SaysWhatToDoAboutAServerThatIsDownOrRefuses) {

@@ -41,7 +41,7 @@ TEST_F(SettingsVerbs, RightsAreSetAndUsersThatAreGoneAreRemoved) {
     EXPECT_EQ(users[0]["name"].asString(), "alice");
 }
 
-TEST_F(SettingsVerbs, AUserIsMadeWholeAfterAKill) {
+TEST_F(SettingsVerbs, TheNextCommandCompletesAUserAfterAKill) {
     const fs::path home = fs::read_symlink(At(varn::path::kHomes)) / "eve";
     std::string uid;
     for (int kills = 0; kills < 12 && !HasFailure(); ++kills) {
@@ -72,7 +72,7 @@ TEST_F(SettingsVerbs, AUserIsMadeWholeAfterAKill) {
     }
 }
 
-TEST_F(SettingsVerbs, OfTwoWhoChangeAUserTheSlowerOneFindsTheOthersChange) {
+TEST_F(SettingsVerbs, OfTwoCommandsAtOnceTheSlowerSeesTheOthersChange) {
     for (int round = 0; round < 4; ++round) {
         const std::string name = "twin" + std::to_string(round);
         Command admin({"user", "add", name, "--admin"});
@@ -104,8 +104,8 @@ TEST_F(SettingsVerbs, AdministratorsSystemAccountsAndTheFirstLogin) {
     EXPECT_FALSE(fs::exists(At(varn::path::kInitialLogin)));
 }
 
-// The test is the other writer, who has read already and writes before it lets go.
-TEST_F(SettingsVerbs, NoWriterLosesWhatAnotherOneChanged) {
+// The test is the other writer: it has read the file already, and writes before it unlocks it.
+TEST_F(SettingsVerbs, NoWriterLosesTheChangeOfAnother) {
     const std::string file = At(varn::path::kUsersFile);
     for (const std::vector<std::string> &arguments :
          {std::vector<std::string>{"permission", "set", "alice", "none"},
@@ -184,7 +184,7 @@ TEST_F(SettingsVerbs, AProcessThatCannotGiveRootsRightsBackEnds) {
     EXPECT_TRUE(WIFSIGNALED(status)) << status;
 }
 
-TEST_F(SettingsVerbs, WhatIsRefused) {
+TEST_F(SettingsVerbs, RefusalsNameTheMistake) {
     WriteFile(varn::path::kSmartPlaylists, "\"good\" { year > 1 limit 3 }\n\"bad\" { year }\n");
     ExpectSayings({
         {{"permission", "show", "nobody"}, 2, "alice, bob"},
@@ -216,8 +216,7 @@ TEST_F(SettingsVerbs, WhatIsRefused) {
     const std::string accounts = ReadFile(At(varn::path::kPasswd));
     WriteFile(varn::path::kPasswd, accounts + std::string(17 << 20, 'x'));
     for (const char *why : {"accounts in ", "not prepared"}) {
-        const Finished done = Tonvale({"user", "sync"});
-        EXPECT_TRUE(done.status == 1 && Contains(done.err, why)) << done.err;
+        ExpectSayings({{{"user", "sync"}, 1, why}});
         EXPECT_EQ(ReadFile(At(varn::path::kUsersFile)), R"({"4711": {}})");
         fs::remove(At(varn::path::kPasswd));
     }

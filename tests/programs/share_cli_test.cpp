@@ -29,7 +29,7 @@ class ShareVerbs : public SharedLibraryTest {
 TEST_F(ShareVerbs, PrintTheAddressOfALink) {
     WriteFile(varn::path::kWebConf, "# http 127.0.0.1 8123\n");
     const Finished made = As("alice", {"share", "create", "A \"list\"", "--until", "2999-12-31"});
-    EXPECT_TRUE(Contains(made.err, "127.0.0.1:8123, which only this machine reaches")) << made.err;
+    ExpectSaid(made, "127.0.0.1:8123, which only this machine reaches");
     const std::string url = made.out.substr(0, made.out.find('\n'));
     ASSERT_TRUE(url.starts_with("http://127.0.0.1:8123/as/sharing/")) << url;
     const std::string id = url.substr(url.rfind('/') + 1);
@@ -57,8 +57,8 @@ TEST_F(ShareVerbs, PrintTheAddressOfALink) {
     });
 }
 
-TEST_F(ShareVerbs, OfTwoAtOnceOneMakesTheLink) {
-    // Both look before either of them can write.
+TEST_F(ShareVerbs, OfTwoCommandsAtOnceOneMakesTheLink) {
+    // Both read before either of them can write.
     DBConnect_tag *database = AudioInfoDBConnect();
     ASSERT_NE(VARNDBExecute(database, "BEGIN", nullptr), -1);
     ASSERT_NE(VARNDBExecute(database, "LOCK TABLE playlist_sharing IN SHARE MODE", nullptr), -1);
@@ -73,8 +73,8 @@ TEST_F(ShareVerbs, OfTwoAtOnceOneMakesTheLink) {
     EXPECT_EQ(statuses, 2) << "one is told that the link is there";
 }
 
-TEST_F(ShareVerbs, KeepNobodyWaitingForAnAddress) {
-    // The program that knows the address of the outside takes its time.
+TEST_F(ShareVerbs, HoldNoLockWhileTheyAskForTheAddress) {
+    // The program that knows the outer address waits for the file "go".
     const fs::path asked = scratch() / "asked";
     const fs::path go = scratch() / "go";
     WriteFile(varn::path::kDynamicDns, "#!/bin/sh\necho > " + asked.native() +
@@ -95,10 +95,10 @@ TEST_F(ShareVerbs, KeepNobodyWaitingForAnAddress) {
     }
 }
 
-// What other verbs change, links follow.
-class LinksAfter : public ShareVerbs {
+// Links follow what other verbs change.
+class LinksFollow : public ShareVerbs {
   protected:
-    // A link of alice's and one of bob's, who may share too, for playlists of the same name.
+    // bob may share, like alice.
     void SetUp() override {
         ShareVerbs::SetUp();
         WriteFile(varn::path::kUsersFile,
@@ -133,7 +133,7 @@ class LinksAfter : public ShareVerbs {
     }
 };
 
-TEST_F(LinksAfter, SharedPlaylistsChange) {
+TEST_F(LinksFollow, SharedPlaylists) {
     Touch(In("other.m3u"));
     const std::string other = AddRow(In("other.m3u"), "other", "");
     const std::string alices = Create("alice", {"12"});
@@ -144,14 +144,14 @@ TEST_F(LinksAfter, SharedPlaylistsChange) {
     EXPECT_EQ(PlaylistOf(bobs), PlaylistOf(alices));
     EXPECT_EQ(Tonvale({"playlist", "rename", "12", "a/b"}).status, 2);
     EXPECT_EQ(PlaylistOf(bobs), PlaylistOf(alices));
-    // The other one's link is stored under this one's number, since the library was indexed anew.
+    // A new index gave this playlist the number under which the other one's link is stored.
     Query("UPDATE playlist_sharing SET playlist_id = 'playlist_shared_normal/12' WHERE id = '" +
           kept + "'");
     ExpectDone({"playlist", "delete", "12"});
     EXPECT_EQ(Left(), std::set<std::string>{kept});
 }
 
-TEST_F(LinksAfter, OwnPlaylistsOfTheSameNameChange) {
+TEST_F(LinksFollow, OwnPlaylistsOfTheSameName) {
     ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
     fs::permissions(At(varn::path::kPackageConf), fs::perms(0644));
     for (const char *user : {"alice", "bob"}) {
@@ -167,7 +167,7 @@ TEST_F(LinksAfter, OwnPlaylistsOfTheSameNameChange) {
     EXPECT_EQ(Left(), std::set<std::string>{bobs});
 }
 
-TEST_F(LinksAfter, RightsAndPersonalLibrariesChange) {
+TEST_F(LinksFollow, RightsAndPersonalLibraries) {
     Touch(In("own.m3u"));
     AddRow(In("own.m3u"), "own", "", kBob);
     Create("alice", {"12"});
@@ -186,23 +186,21 @@ TEST_F(LinksAfter, RightsAndPersonalLibrariesChange) {
     EXPECT_EQ(Left().size(), 2U) << "what failed may be repeated";
     ExpectDone({"permission", "set", "alice", "usb"});
     EXPECT_EQ(Left(), std::set<std::string>{shared});
-    // Who gets the user id next does not get the links.
+    // The next owner of the user id does not get the links.
     const std::string accounts = ReadFile(At(varn::path::kPasswd));
     WriteFile(varn::path::kPasswd, accounts.substr(0, accounts.find("bob:")));
     ExpectDone({"user", "sync"});
     EXPECT_TRUE(Left().empty());
 }
 
-TEST_F(LinksAfter, UsersAreGone) {
+TEST_F(LinksFollow, UsersThatAreGone) {
     const std::string alices = Create("alice", {"12"});
     for (const char *owner : {"4998", "-4", "4997"}) {  // -4: 4294967292
         Query("INSERT INTO playlist_sharing (id, user_id, playlist_id) VALUES ('of" +
               std::string(owner) + "', " + owner + ", 'playlist_shared_normal/12')");
     }
     RefuseDeletions("OLD.user_id = 4998");
-    const Finished failed = Tonvale({"user", "sync"});
-    EXPECT_EQ(failed.status, 1);
-    EXPECT_TRUE(Contains(failed.err, "user ids 4998 are still there")) << failed.err;
+    ExpectSayings({{{"user", "sync"}, 1, "user ids 4998 are still there"}});
     EXPECT_EQ(Left(), (std::set<std::string>{alices, "of4998"}));
     RefuseDeletions("false");
     ExpectDone({"user", "sync"});
@@ -210,8 +208,7 @@ TEST_F(LinksAfter, UsersAreGone) {
     // Administrators may share without an entry, others not.
     const std::string bobs = Create("bob", {"12"});
     WriteFile(varn::path::kUsersFile, "{}");
-    std::string groups = ReadFile(At(varn::path::kGroup));
-    WriteFile(varn::path::kGroup, groups.insert(groups.find(":101:admin") + 10, ",alice"));
+    MakeAdministrator("alice");
     ExpectDone({"user", "sync"});
     EXPECT_EQ(Left(), std::set<std::string>{alices});
 }

@@ -4,7 +4,7 @@
 
 namespace {
 
-TEST(Validators, TellWhetherAPictureChanged) {
+TEST(Validators, ChangeWithThePicture) {
     struct stat info = {};
     info.st_ino = 1;
     info.st_size = 2;

@@ -1,4 +1,4 @@
-// What is wrong with a file of smart playlists, and where.
+// Files of smart playlists and their mistakes.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -121,7 +121,7 @@ TEST(SmartRules, AMistakeCostsItsOwnPlaylistAlone) {
     }
 }
 
-TEST(SmartRules, LimitsOnTheirFullLength) {
+TEST(SmartRules, LimitsHoldAtTheirFullLength) {
     const auto notes = [](const std::string &rule) {
         return Notes(ParseSmartPlaylists("\"a\" { " + rule + " }"));
     };

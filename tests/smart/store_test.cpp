@@ -68,7 +68,7 @@ class SmartStore : public LibraryRows {
     }
 };
 
-TEST_F(SmartStore, RulesSelect) {
+TEST_F(SmartStore, ARuleSelectsItsSongs) {
     using Case = std::pair<const char *, const char *>;
     for (const auto &[rule, ids] :
          {Case{R"(artist is "QUOTES")", "2 5"},
@@ -116,7 +116,7 @@ TEST_F(SmartStore, RulesSelect) {
         EXPECT_EQ(Selected(rule), ids) << rule;
         EXPECT_TRUE(Log().empty()) << rule;
     }
-    // The server would plan all orders of so many joins.
+    // So many joins must not make the server plan all their orders.
     std::string genres = R"(genre is "rock")";
     for (int i = 0; i < 12; ++i) {
         genres += R"( and genre is "pop" and genre != "jazz")";
@@ -135,7 +135,7 @@ TEST_F(SmartStore, FieldsAreAllThoseOfTheView) {
     }
 }
 
-TEST_F(SmartStore, FilesAndNames) {
+TEST_F(SmartStore, ARuleIsFoundByFileAndName) {
     const std::string file = scratch() / "own.playlist";
     const auto isThere = [&](const char *name) {
         return IsiTunesPlaylistExistByFilename(file.c_str(), name);

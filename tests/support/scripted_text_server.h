@@ -18,8 +18,11 @@ namespace tonvale_test {
 
 class ScriptedTextServer {
   public:
-    // The answer to a request, which is passed without its end; "" is none at all.
+    // The answer to a request, which is passed without its end; "" is none at all, and kHangUp the
+    // end of the connection.
     using Script = std::function<std::string(const std::string &request)>;
+
+    static constexpr std::string_view kHangUp = "hang up";
 
     struct Manners {
         std::string_view endOfRequest;
@@ -87,7 +90,11 @@ class ScriptedTextServer {
                     const std::lock_guard lock(mutex_);
                     requests_.push_back(request);
                 }
-                Say(client, script_(request));
+                const std::string answer = script_(request);
+                if (answer == kHangUp) {
+                    return;
+                }
+                Say(client, answer);
                 if (manners_.hangsUp) {
                     return;
                 }
@@ -95,7 +102,7 @@ class ScriptedTextServer {
         }
     }
 
-    // One who hangs up lets the end go out with the answer: no client takes it for one who stays.
+    // The end goes out with the answer, if the server hangs up: no client waits for more.
     void Say(int client, std::string_view text) const {
         const int flags = MSG_NOSIGNAL | (manners_.hangsUp ? MSG_MORE : 0);
         while (!text.empty() && !stop_) {

@@ -186,7 +186,7 @@ TEST(Cue, RefusesWithAReason) {
     EXPECT_EQ(Shown(rising), "refused: more than 999 tracks");
 }
 
-// Each name stands alone in its sheet: often the performer is all that is not in English.
+// Often the performer is the only name in a sheet that is not English.
 TEST(Charset, OneNameTellsItsCodePage) {
     const std::vector<std::pair<const char *, std::string>> pages = {
         {"CP1252",
@@ -211,7 +211,7 @@ TEST(Charset, OneNameTellsItsCodePage) {
     }
 }
 
-TEST(Charset, TextIsUtf8WhateverComes) {
+TEST(Charset, EveryTextBecomesUtf8) {
     const std::string text = "une chanson d'été à Orléans, déjà écoutée là-bas, où rêvé\n";
     EXPECT_EQ(ToUtf8(text + "\xC3"), text + "\uFFFD");  // a file that was cut
     EXPECT_EQ(ToUtf8("\xEF\xBB\xBF"
@@ -250,7 +250,7 @@ const std::string kThree =
     "FILE i.wav WAVE\nTRACK 01 AUDIO\nTITLE \"The One\"\nINDEX 01 00:00:00\nTRACK 02 AUDIO\n"
     "PERFORMER \"A Guest\"\nINDEX 01 00:20:74\nTRACK 03 AUDIO\nINDEX 01 01:40:00\n";
 
-TEST(Split, SongsTakeFromTheSheetAndThenFromTheFile) {
+TEST(Split, TracksTakeTagsFromTheSheetAndThenFromTheFile) {
     const auto shown = [](const std::string &lines, std::size_t index) {
         const auto split = SplitSong(ImageFile(), *ParseCue(lines + kThree).sheet, 0, "").songs;
         const Song song = split.at(index).song;
@@ -271,7 +271,7 @@ TEST(Split, SongsTakeFromTheSheetAndThenFromTheFile) {
               "The One|One|The Band|Band|The Band|An Album|Rock, Pop|c|1999|1|2");
 }
 
-TEST(Split, SongsLieWithinTheFile) {
+TEST(Split, TracksLieWithinTheFile) {
     using Spans = std::vector<std::pair<int, float>>;  // offset, duration
     const CueSheet sheet = *ParseCue(kThree).sheet;
     const auto spans = [&](float duration) {
@@ -297,7 +297,7 @@ TEST(Split, SongsLieWithinTheFile) {
     EXPECT_EQ(SplitSong(half, sheet, 0, "").behindEnd, (std::vector<int>{2, 3}));
 }
 
-TEST(AudioNames, KnowTheFileByItsOtherNames) {
+TEST(AudioNames, FindTheFileUnderItsOtherNames) {
     struct Case {
         std::string entry;
         std::vector<std::string> names;

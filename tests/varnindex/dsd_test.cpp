@@ -77,8 +77,8 @@ class DsdTest : public SystemTest {
     }
 };
 
-// A file is known again by its audio, whatever stands in its tags.
-TEST_F(DsdTest, BothFormatsTellOfTheirAudioAndTags) {
+// The fingerprint is that of the audio: other tags do not change it.
+TEST_F(DsdTest, BothFormatsGiveAudioAndTags) {
     std::string other = Audio();
     other.front() = 'o';
     const auto compressed = [](const std::string &audio) {
@@ -115,7 +115,7 @@ TEST_F(DsdTest, BothFormatsTellOfTheirAudioAndTags) {
     }
 }
 
-TEST_F(DsdTest, DamagedHeadersAreNoTrap) {
+TEST_F(DsdTest, AFileOfEmptyChunksIsRefused) {
     std::string empty = "FRM8" + Big(~0ULL, 8) + "DSD ";
     for (int i = 0; i < 100'000; ++i) {
         empty += Chunk("NONE", "");

@@ -1,4 +1,4 @@
-// Tests of the indexer as it runs: a folder of music, the program, and the database behind it.
+// The indexer as a program, with a folder of music and a database.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -54,7 +54,7 @@ class IndexTest : public DatabaseTest {
         return (status == 0 ? "" : status == 1 ? "!" : "?") + shown;
     }
 
-    // `expected` may leave out what is told of playlists and cue sheets.
+    // Playlists and cue sheets are compared only when `expected` tells of them.
     static void Expect(const Finished &run, const std::string &expected) {
         const bool isWhole = expected.find(':') != expected.npos;
         EXPECT_EQ(Shown(run.status, isWhole ? run.out : run.out.substr(0, run.out.find(';'))),
@@ -82,7 +82,7 @@ class IndexTest : public DatabaseTest {
         return Music() / name;
     }
 
-    // Every stored value that the indexer answers for, in a fixed order.
+    // All that the indexer has stored of songs, in a fixed order.
     static Rows Everything() {
         return Query(
             "SELECT t::text, a::text, r::text, c::text, g::text FROM track t"

@@ -16,8 +16,8 @@ namespace {
 using namespace tonvale_test;
 using MovesTest = ScanTest;
 
-// Somebody rates the copies while the scan is at work that has found their originals gone.
-TEST_F(MovesTest, AStarThatACopyGetsAtTheLastMomentIsKept) {
+// A user rates the copies during the scan that finds their originals gone.
+TEST_F(MovesTest, StarsThatACopyGetsDuringTheScanAreKept) {
     PutTagged("a/1.mp3", "First");
     PutTagged("a/2.mp3", "Second song");
     Index();
@@ -67,9 +67,9 @@ TEST_F(MovesTest, AStarThatACopyGetsAtTheLastMomentIsKept) {
         (Rows{{"First", "0", "2"}, {"Second song", "1031", "3"}, {"Second song", "0", "5"}}));
 }
 
-// More than wait in memory for what becomes of their rows.
+// More songs than a scan keeps in memory at a time.
 TEST_F(MovesTest, ThousandsOfSongsRenamedOverEachOtherKeepTheirRows) {
-    constexpr int kMany = 5200;  // nor are the known rows one block
+    constexpr int kMany = 5200;  // and more known rows than one block holds
     const auto path = [](int i) { return Music() / (std::to_string(i) + ".mp3"); };
     for (int i = 1; i <= kMany; ++i) {
         PutTagged(path(i).filename(), std::to_string(10'000 + i));

@@ -25,7 +25,7 @@ TEST(Names, ForeignBytesBecomeOneCleanLine) {
         {"cut \xE5\xA4", "cut \uFFFD\uFFFD"},              // a character without its end
         {"\xC0\x80", "\uFFFD\uFFFD"},                      // overlong forms
         {"\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD"},            // a surrogate
-        {"\xF4\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD"},  // behind the last character
+        {"\xF4\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD"},  // after the last character
     };
     for (const auto &[raw, clean] : cases) {
         EXPECT_EQ(CleanName(raw), clean);
@@ -34,7 +34,7 @@ TEST(Names, ForeignBytesBecomeOneCleanLine) {
     }
 }
 
-TEST(Names, WhatIsTooLongEndsWithAWholeCharacter) {
+TEST(Names, ACutNameEndsWithAWholeCharacter) {
     std::string longName;
     for (int i = 0; i < 300; ++i) {
         longName += "é";
@@ -61,7 +61,7 @@ TEST(Names, GenresAreSplitAndUnique) {
     using List = std::vector<std::string>;
     EXPECT_EQ(CleanGenres({"Rock; Jazz;;", "Rock", " R&B/Soul ", ";", ""}),
               (List{"Rock", "Jazz", "R&B/Soul"}));
-    // Genres that differ only behind the bound are the same row of the library.
+    // Genres that differ only after the bound are one row of the library.
     const std::string longName(300, 'g');
     EXPECT_EQ(CleanGenres({longName + "1", longName + "2"}).size(), 1U);
     std::string many;

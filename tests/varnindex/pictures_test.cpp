@@ -30,7 +30,6 @@ namespace {
 
 using namespace tonvale_test;
 using TagLib::ByteVector;
-using Words = std::vector<std::string>;
 
 class PicturesTest : public SystemTest {
   protected:
@@ -38,15 +37,24 @@ class PicturesTest : public SystemTest {
         Samples();
         SystemTest::SetUp();
         varnindex::SilenceTagLib();
-        for (const char *name : {"red.png", "green.png", "blue.jpg"}) {
-            const std::string color(name, std::string_view(name).find('.'));
-            Ffmpeg({"-f", "lavfi", "-i", "color=" + color + ":s=64x64", "-frames:v", "1",
-                    "-bitexact", scratch() / name});
-        }
+    }
+
+    // Made once: red.png, green.png and blue.jpg.
+    static const fs::path &Images() {
+        static const fs::path folder = [] {
+            const fs::path images = Environment::Folder() / "images";
+            fs::create_directory(images);
+            for (const std::string name : {"red.png", "green.png", "blue.jpg"}) {
+                MakeSound(images / name, "color=" + name.substr(0, name.find('.')) + ":s=64x64",
+                          "-frames:v 1 -bitexact");
+            }
+            return images;
+        }();
+        return folder;
     }
 
     static ByteVector Image(const std::string &name) {
-        const std::string bytes = ReadFile(scratch() / name);
+        const std::string bytes = ReadFile(Images() / name);
         return {bytes.data(), static_cast<unsigned>(bytes.size())};
     }
 
@@ -60,7 +68,7 @@ class PicturesTest : public SystemTest {
     // A sample with a picture that ffmpeg attached.
     static fs::path Attach(const std::string &sample, const std::string &image) {
         const fs::path path = scratch() / ("with-" + sample);
-        Ffmpeg({"-i", Samples() / sample, "-i", scratch() / image, "-map", "0", "-map", "1", "-c",
+        Ffmpeg({"-i", Samples() / sample, "-i", Images() / image, "-map", "0", "-map", "1", "-c",
                 "copy", "-disposition:v:0", "attached_pic", "-metadata:s:v",
                 "comment=Cover (front)", path});
         return path;
@@ -117,7 +125,7 @@ class PicturesTest : public SystemTest {
         const auto kept = Kept(path);
         ASSERT_EQ(kept.size(), 1U) << path;
         EXPECT_EQ(kept.front().first, name) << path;
-        EXPECT_TRUE(kept.front().second == ReadFile(scratch() / image)) << path;
+        EXPECT_TRUE(kept.front().second == ReadFile(Images() / image)) << path;
     }
 };
 
@@ -134,8 +142,8 @@ TEST_F(PicturesTest, FilesOfOtherProgramsGiveTheirCover) {
     }
     umask(before);
     const fs::path matroska = scratch() / "attached.mka";
-    Ffmpeg({"-i", Samples() / "tone.mka", "-attach", scratch() / "red.png", "-attach",
-            scratch() / "blue.jpg", "-metadata:s:t", "mimetype=image/png", "-metadata:s:t:1",
+    Ffmpeg({"-i", Samples() / "tone.mka", "-attach", Images() / "red.png", "-attach",
+            Images() / "blue.jpg", "-metadata:s:t", "mimetype=image/png", "-metadata:s:t:1",
             "mimetype=image/jpeg", "-metadata:s:t:1", "filename=cover.jpg", "-c", "copy",
             matroska});
     EXPECT_EQ(Store(matroska), 1);
@@ -156,7 +164,7 @@ class TaggedPicturesTest : public PicturesTest {
         return path;
     }
 
-    // A back cover and the front cover behind it, whose types are the same numbers everywhere.
+    // A back cover, then the front cover. All formats have the same numbers for these types.
     template <typename Add>
     static void AddBoth(const Add &add) {
         add(Image("red.png"), 4);
@@ -197,7 +205,7 @@ class TaggedPicturesTest : public PicturesTest {
     }
 };
 
-TEST_F(TaggedPicturesTest, EveryKindOfTagTellsItsFrontCover) {
+TEST_F(TaggedPicturesTest, EveryKindOfTagGivesItsFrontCover) {
     using namespace TagLib;
     const auto xiph = [](auto &file) { AddXiph(*file.tag()); };
     for (const fs::path &path :
@@ -240,7 +248,7 @@ TEST_F(PicturesTest, TheExtractedCoverFollowsTheFile) {
     EXPECT_EQ(Kept(path).front().first, "rating");
 }
 
-TEST_F(PicturesTest, WhatIsNoUsablePictureIsCountedOnly) {
+TEST_F(PicturesTest, APictureOfNoUseIsOnlyCounted) {
     const fs::path path = Put("tone.mp3");
     ByteVector huge(17U << 20, '\0');
     std::copy_n(Image("red.png").begin(), 8, huge.begin());
@@ -252,7 +260,7 @@ TEST_F(PicturesTest, WhatIsNoUsablePictureIsCountedOnly) {
         EXPECT_EQ(Store(path), 1);
         EXPECT_TRUE(Kept(path).empty());
     }
-    // A usable one behind it is taken instead.
+    // The next one that can be used is taken.
     SetFrames(path, {useless[1][0], {Image("red.png")}});
     EXPECT_EQ(Store(path), 2);
     ExpectKept(path, "APIC.png", "red.png");

@@ -1,28 +1,17 @@
 // Real audio files for the indexer's tests, made by ffmpeg once per run.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/environment.h"
-#include "varn/process.h"
+#include "support/sounds.h"
 
 namespace tonvale_test {
 
-inline void Ffmpeg(std::vector<std::string> words) {
-    words.insert(words.begin(), {"ffmpeg", "-nostdin", "-v", "error", "-y"});
-    std::vector<char *> argv;
-    for (std::string &word : words) {
-        argv.push_back(word.data());
-    }
-    argv.push_back(nullptr);
-    ASSERT_EQ(VLIBCExecv("/usr/bin/ffmpeg", argv.data(), 1), 0) << words.back();
-}
-
-// A second of a tone as "NAME", tagged by ffmpeg unless `tagged` says otherwise.
+// Writes a second of a tone, with tags when `tagged` is set.
 inline void MakeTone(const std::filesystem::path &path, const std::string &encoder, bool tagged,
                      const std::vector<std::string> &options = {}) {
     std::vector<std::string> words = {"-f",      "lavfi", "-i",       "sine=d=1:r=48000",
@@ -37,7 +26,7 @@ inline void MakeTone(const std::filesystem::path &path, const std::string &encod
     }
     words.insert(words.end(), options.begin(), options.end());
     words.push_back(path.string());
-    Ffmpeg(words);
+    Ffmpeg(std::move(words));
 }
 
 // The folder of the samples: tone.EXT in eleven formats, alac.m4a, fragments.m4a, and plain.mp3

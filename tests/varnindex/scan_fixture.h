@@ -1,4 +1,4 @@
-// What tests of whole scans have in common: ratings, lists, cue sheets, and the library's content.
+// For tests of whole scans: homes, ratings, cue sheets, and the library's content.
 #pragma once
 
 #include <taglib/flacfile.h>
@@ -71,7 +71,7 @@ class ScanTest : public IndexTest {
         ASSERT_TRUE(file.save());
     }
 
-    // A scan of some paths, without any of everything; false when it was stopped.
+    // Scans these paths, or everything when there are none. False when it was stopped.
     static bool ScanInProcess(const varnindex::ScanOptions &options,
                               const std::vector<std::string> &paths = {}) {
         std::ostringstream warnings;
@@ -87,7 +87,7 @@ class ScanTest : public IndexTest {
         }
     }
 
-    // The library without ids and dates: what two ways to the same folders must agree on.
+    // The library without ids and dates, to compare two that were made of the same folders.
     static Rows Content() {
         Rows rows = Query(
             "SELECT t.userid, t.path, t.title, t.filesize, t.mdate, t.track, is_virtual,"

@@ -1,4 +1,4 @@
-// Lists of single shared songs follow the songs that they are of.
+// Lists of single shared songs follow their songs.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
@@ -11,6 +11,7 @@
 #include <string>
 #include <thread>
 
+#include "varn/sql.h"
 #include "varnindex/scan_fixture.h"
 
 namespace {
@@ -20,7 +21,7 @@ using namespace tonvale_test;
 class SharedListsTest : public ScanTest {
   protected:
     // The list of a user's single shared songs, which any program may write.
-    static fs::path PutSharedList(const std::string &user, unsigned uid, const std::string &text) {
+    static fs::path PutSharedList(const std::string &user, int uid, const std::string &text) {
         const fs::path folder = At(varn::path::kPreferences) / user;
         fs::create_directories(folder);
         const fs::path list = folder / "__VARN_AUDIO_SHARED_SONGS__.m3u";
@@ -30,26 +31,23 @@ class SharedListsTest : public ScanTest {
         return list;
     }
 
-    static void Share(unsigned uid, std::string path) {
-        for (std::size_t at = 0; (at = path.find('\'', at)) != path.npos; at += 2) {
-            path.insert(at, "'");
-        }
+    static void Share(int uid, const std::string &path) {
         Query(
-            "INSERT INTO playlist_sharing (id, user_id, playlist_id, path) SELECT"
-            " to_char(count(*), 'FM00000000'), " +
-            std::to_string(uid) + ", 'playlist_personal_normal/__VARN_AUDIO_SHARED_SONGS__', '" +
-            path + "' FROM playlist_sharing");
+            *varn::Sql("INSERT INTO playlist_sharing (id, user_id, playlist_id, path) SELECT"
+                       " to_char(count(*), 'FM00000000'), @VARN:INT,"
+                       " 'playlist_personal_normal/__VARN_AUDIO_SHARED_SONGS__', '@VARN:VAR'"
+                       " FROM playlist_sharing",
+                       uid, path));
     }
 };
 
-// A link to single songs publishes the same songs wherever they are.
-TEST_F(SharedListsTest, FollowTheirSongs) {
+TEST_F(SharedListsTest, HaveTheNewPathsOfMovedSongs) {
     std::ofstream(root() / "etc/passwd", std::ios::app) << "o'hara:x:1040:100::/:/bin/false\n";
     const fs::path folder = At(varn::path::kPreferences) / "o'hara";
     const fs::path list = PutSharedList("o'hara", 1040, "");
     for (const char *name : {"1", "2", "3", "original", "stays"}) {
         PutTagged(std::string("a/") + name + ".mp3", name);
-        // Audio of its own, and another size: the next one may have the same time.
+        // Other audio and another size: the next one may have the same time.
         std::ofstream(Music() / "a" / (name + std::string(".mp3")), std::ios::app)
             << std::string(static_cast<std::size_t>(*name), *name);
     }
@@ -58,7 +56,7 @@ TEST_F(SharedListsTest, FollowTheirSongs) {
     Index();
     fs::copy_file(Music() / "a/original.mp3", Music() / "copy.mp3");
     Index();
-    // What the library's role may write into a row says nothing about whose file it is.
+    // A row does not prove whose file it names: the library's role may write any path into it.
     Write("other.m3u", "a/1.mp3\n");
     Share(1031, (Music() / "other.m3u").string());
     const auto relative = [&](const std::string &name) {
@@ -91,8 +89,8 @@ TEST_F(SharedListsTest, FollowTheirSongs) {
     EXPECT_EQ(ReadFile(Music() / "other.m3u"), "a/1.mp3\n");
 }
 
-// A web request writes it in place, with the lock of the file that it has opened.
-TEST_F(SharedListsTest, AreWaitedFor) {
+// A web request locks the list and writes it in place.
+TEST_F(SharedListsTest, AreChangedAfterALockIsReleased) {
     const auto at = [](const char *name) { return (Music() / name).string(); };
     const fs::path list =
         PutSharedList("alice", kAlice, at("1.mp3") + "\n" + at("longer than that.mp3"));

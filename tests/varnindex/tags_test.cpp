@@ -36,15 +36,15 @@
 namespace {
 
 off_t readableEnd = std::numeric_limits<off_t>::max();
-int errorBehind = 0;
+int errorAfter = 0;
 
-// While it lives, no byte behind the first `readable` ones of a file can be read: they are gone, or
-// with an error number refused.
+// While it lives, only the first `readable` bytes of a file can be read. A read after them gives
+// the error, or the end of the file when the error is 0.
 class BrokenDisk {
   public:
     BrokenDisk(off_t readable, int error) {
         readableEnd = readable;
-        errorBehind = error;
+        errorAfter = error;
     }
     ~BrokenDisk() { readableEnd = std::numeric_limits<off_t>::max(); }
     BrokenDisk(const BrokenDisk &) = delete;
@@ -56,8 +56,8 @@ class BrokenDisk {
 // Found before that of the C library.
 extern "C" ssize_t pread(int file, void *out, size_t size, off_t position) {
     if (position >= readableEnd) {
-        errno = errorBehind;
-        return errorBehind != 0 ? -1 : 0;
+        errno = errorAfter;
+        return errorAfter != 0 ? -1 : 0;
     }
     const auto left = static_cast<size_t>(readableEnd - position);
     return syscall(SYS_pread64, file, out, std::min(size, left), position);
@@ -170,8 +170,8 @@ TEST_F(TagsTest, EveryFormatGivesTheSameSong) {
     }
 }
 
-// What records, or writes to a pipe, does not go back; and copies are broken off.
-TEST_F(TagsTest, LengthsThatAreTheFilesOwn) {
+// A program that writes to a pipe cannot go back to the header, and a copy may be cut.
+TEST_F(TagsTest, TheLengthIsThatOfTheSoundWhereTheHeaderIsWrong) {
     const auto expect = [](const std::string &name, const std::string &bytes, double seconds) {
         const ReadResult read = Read(Write(name, bytes));
         ASSERT_TRUE(read.song) << name << ": " << read.problem;
@@ -216,8 +216,7 @@ TEST_F(TagsTest, AFileWithoutTagsIsNamedByItsPath) {
     EXPECT_EQ(tagged.song->album, "");
 }
 
-// Tags that other programs put where a format has others.
-TEST_F(TagsTest, TagsThatAreNotTheFormatsOwn) {
+TEST_F(TagsTest, TagsOfOtherFormatsAreRead) {
     const auto text = [](const TagLib::ByteVector &bytes) {
         return std::string(bytes.data(), bytes.size());
     };
@@ -262,7 +261,7 @@ TEST_F(TagsTest, TagsThatAreNotTheFormatsOwn) {
     EXPECT_EQ(Read(scratch() / "chunk.aiff").song->title, "The Tóne");
 }
 
-TEST_F(TagsTest, ManyValuesSortNamesAndReplayGain) {
+TEST_F(TagsTest, ManyValuesSortNamesAndReplayGainAreRead) {
     TagLib::PropertyMap tags;
     tags["ARTIST"] = TagLib::StringList("One").append("Two\r\n");
     tags["ARTISTSORT"] = TagLib::StringList("Zwei");
@@ -330,7 +329,7 @@ TEST_F(TagsTest, ADamagedTagOnGoodAudioIsReadAsFarAsItGoes) {
     EXPECT_NEAR(read.song->duration, 1.0, 0.2);
 }
 
-// The tags alone are no reason to forget what the library has of the song.
+// Its tags alone must not replace what the library has of the song.
 TEST_F(TagsTest, AFileThatCannotBeReadToItsEndIsNoSong) {
     for (const char *name : {"tone.mp3", "tone.flac", "tone.ogg", "tone.m4a", "tone.wv"}) {
         const std::string bytes = ReadFile(Samples() / name);
@@ -347,7 +346,7 @@ TEST_F(TagsTest, AFileThatCannotBeReadToItsEndIsNoSong) {
     }
 }
 
-// However far TagLib has to look for its beginning and its end.
+// Even where TagLib has to look far for the beginning or the end of the audio.
 TEST_F(TagsTest, OtherAudioHasAnotherFingerprint) {
     std::string audio = ReadFile(Samples() / "plain.mp3");
     audio.erase(0, audio.find("\xFF\xFB"));  // a tag would tell where it begins
@@ -370,8 +369,7 @@ TEST_F(TagsTest, OtherAudioHasAnotherFingerprint) {
     EXPECT_NE(song(audio, true), song(other, true));
 }
 
-// They get the file that was opened, whatever stands at its path by then.
-TEST_F(TagsTest, ProgramsThatAreAskedHaveFewRights) {
+TEST_F(TagsTest, AProberReadsTheOpenedFileWithFewRights) {
     const fs::path path = Write("locked.mka", "sound");
     fs::permissions(path, fs::perms(0600));
     const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
@@ -388,7 +386,7 @@ TEST_F(TagsTest, ProgramsThatAreAskedHaveFewRights) {
 }
 
 // Each of these ended the process, or kept it busy for minutes.
-TEST_F(TagsTest, FilesThatExhaustTheirReader) {
+TEST_F(TagsTest, FilesThatExhaustTheirReaderAreReadInTime) {
     const auto number = [](std::uint32_t value) {
         return std::string{static_cast<char>(value >> 24), static_cast<char>(value >> 16),
                            static_cast<char>(value >> 8), static_cast<char>(value)};

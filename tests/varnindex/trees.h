@@ -1,4 +1,4 @@
-// Trees of files in, rows out: the scripts of trees_test.cpp.
+// The scripts of trees_test.cpp: changes to a tree of files, and the rows that a scan makes of it.
 #pragma once
 
 namespace tonvale_test {
@@ -91,7 +91,7 @@ inline constexpr TreeCase kTreeCases[] = {
     {"RetaggedSongsThatChangePlacesStayEdits",
      "put 1.mp3 First/A\n put 2.mp3 Second/A\n index => added 2\n star 1.mp3 4\n"
      "put 1.mp3 Other/A\n put 2.mp3 More/A\n index => changed 2\n rows => 1.mp3*4 2.mp3\n"},
-    // The tracks' stars go to the copy, and not those of the other song at the same path.
+    // The copy gets the stars of its own tracks, not those of the song that took the path.
     {"ASplitFileWhosePathIsTakenLivesOnInItsCopy",
      "put a/album.mp3 A\n sheet a/album.mp3\n put b/album.mp3 B\n sheet b/album.mp3\n"
      "index => added 2; cue sheets: added 2\n star a/album.mp3#1 5\n star b/album.mp3#2 3\n"
@@ -100,12 +100,12 @@ inline constexpr TreeCase kTreeCases[] = {
      "rows => a/album.mp3<b/album.mp3 a/album.mp3#1<b/album.mp3#1 a/album.mp3#2<b/album.mp3#2*3"
      " copy/album.mp3<a/album.mp3 copy/album.mp3#1<a/album.mp3#1*5"
      " copy/album.mp3#2<a/album.mp3#2\n"},
-    {"ACopyThatOutlivesItsOriginalIsTheOriginal",
+    {"ACopyThatOutlivesItsOriginalTakesItsRow",
      "put a/1.mp3 A\n put a/2.mp3 B\n put a/album.mp3 C\n sheet a/album.mp3\n"
      "index => added 3; cue sheets: added 1\n star a/1.mp3 5\n star a/album.mp3#2 3\n"
      "cp a b\n cp a/1.mp3 b/0.mp3\n put keeps/3.mp3 K\n"
      "index b => added 4; cue sheets: added 1\n"
-     "star b/2.mp3 1\n rm a\n"  // somebody likes the copy: it stays what it is
+     "star b/2.mp3 1\n rm a\n"  // a copy with stars of its own keeps its row
      "index --dry-run => added 1, moved 2, removed 1, unchanged 4;"
      " cue sheets: removed 1, unchanged 1\n"
      "index => added 1, moved 2, removed 1, unchanged 4; cue sheets: removed 1, unchanged 1\n"
@@ -161,18 +161,47 @@ inline constexpr TreeCase kTreeCases[] = {
      "write here/c.m3u changed\n mv here/none.cue here/more.cue\n"
      "index => unchanged 1; playlists: changed 1, unchanged 1; cue sheets: moved 1\n"
      "lists => here/c.m3u here/c.pls here/more.cue<here/none.cue\n"},
+    // Of equal lists each goes by its name or its time. "homes" is an empty folder at the end.
+    {"MovedListsKeepTheirRowsButNotForAnotherOwner",
+     "homes on\n put 1.mp3 A\n write a/x.m3u x\n write a/stays.m3u same\n write b/same.m3u same\n"
+     "write c/same.m3u same\n write emptied/3.m3u third\n write homes/4.m3u fourth\n"
+     "write replaced/5.m3u number 5\n write ~alice/mine.pls [playlist]\n"
+     "index => added 1; playlists: added 8\n"
+     "mv a/x.m3u z/new/x.M3U8\n mv b/same.m3u y/b/same.m3u\n mv c/same.m3u y/c/same.m3u\n"
+     "mv emptied/3.m3u x/3.m3u\n mv ~alice/mine.pls ~alice/yours.pls\n"
+     "index --dry-run => unchanged 1; playlists: moved 5, unchanged 3\n"
+     "index => unchanged 1; playlists: moved 5, unchanged 3\n"
+     "lists => a/stays.m3u homes/4.m3u replaced/5.m3u x/3.m3u<emptied/3.m3u"
+     " y/b/same.m3u<b/same.m3u y/c/same.m3u<c/same.m3u z/new/x.M3U8<a/x.m3u"
+     " ~alice/yours.pls<~alice/mine.pls\n"
+     "mv homes/4.m3u ~alice/4.m3u\n rm replaced/5.m3u\n write replaced/6.m3u other\n"
+     "index --purge => unchanged 1; playlists: added 2, removed 2, unchanged 6\n"},
+    {"FoldersLoseTheirRowsWithTheirSongsAndLists",
+     "put rock/one/1.mp3 A\n put rock/one/2.mp3 B\n put rock-live/3.mp3 C\n"
+     "write lists/Best.M3U8 1\n write lists/empty/notes.txt 2\n"
+     "index => added 3; playlists: added 1\n places => 5 1 0\n rm rock-live\n rm lists/Best.M3U8\n"
+     "index rock => unchanged 2\n places => 5 1 0\n"
+     "index => removed 1, unchanged 2; playlists: removed 1\n places => 3 0 0\n"
+     "put 4.mp3 D\n write rock/one/cover.txt 3\n index => added 1, unchanged 2\n"
+     "rm rock/one/1.mp3\n rm rock/one/2.mp3\n index rock/one => removed 2\n places => 1 0 0\n"},
+    // The links lead to records that the scan must not remove.
+    {"ALinkInPlaceOfAMovedFolderLosesNoRecord",
+     "put zeta/1.mp3 A\n index => added 1\n star zeta/1.mp3 5\n mv zeta alpha\n ln alpha zeta\n"
+     "index => moved 1\n rebuild\n write ../others/@eaDir/1.mp3/VARNAUDIO_SONG_RATING 1031=4\n"
+     "mv alpha omega\n ln ../others alpha\n index => moved 1\n rm zeta\n put ../others/1.mp3 B\n"
+     "index => added 1, unchanged 1\n rows => alpha/1.mp3*4 omega/1.mp3<alpha/1.mp3*5\n"},
     {"HomesThatAreAwayKeepTheirSongs",
      "put shared.mp3 S\n put ~alice/a.mp3 A\n write ~bob/mine.pls 1\n homes off\n"
      "index => added 1\n homes on\n index => added 1, unchanged 1; playlists: added 1\n"
      "mv ~alice/. ../alice\n index => !unchanged 1; playlists: unchanged 1\n"
      "says home music folder\n rows => shared.mp3 ~alice/a.mp3\n mv ../alice ~alice/.\n"
      "index => unchanged 2; playlists: unchanged 1\n"
-     "mv ~bob/. ../bob\n ln ~alice/. ~bob/.\n"  // another's songs do not become one's own
+     "mv ~bob/. ../bob\n ln ~alice/. ~bob/.\n"  // alice's songs do not become bob's
      "index => unchanged 2, failed 1; playlists: removed 1\n says bob/music/: skipped, a link\n"
      "rows => shared.mp3 ~alice/a.mp3\n"
      "homes off\n index => removed 1, unchanged 1\n rows => shared.mp3\n"},
-    // What is everybody's and what is a user's is told apart, and nobody's is neither.
-    {"NoRowStaysWithAnOwnerOfBefore",
+    // Shared rows become a user's, and shared again. Those of a user without an account go.
+    {"RowsHaveTheOwnerThatTheirFolderHasNow",
      "put ~alice/a.mp3 A\n write ~alice/mine.m3u 1\n register ~alice/../../..\n homes off\n"
      "index => added 1; playlists: added 1\n owners => 0 0 0\n homes on\n"
      "index => changed 1; playlists: added 1, removed 1\n owners => 1030 1030 1030\n homes off\n"
@@ -185,13 +214,13 @@ inline constexpr TreeCase kTreeCases[] = {
      "index => !unchanged 1\n says no shared folder is indexed\n register .\n"
      "configuration lost\n index => !unchanged 1\n rows => a/1.mp3 ~alice/2.mp3\n"
      "homes off\n index => removed 1, unchanged 1\n rows => a/1.mp3\n"},
-    {"ADeletedSongTakesItsRecordAlongAndOneOfAnUnregisteredFolderDoesNot",
+    {"ADeletedSongLosesItsStarsAndOneOfAnUnregisteredFolderDoesNot",
      "put gone/1.mp3 A\n put kept/2.mp3 B\n put kept/3.mp3 C\n index => added 3\n"
      "star gone/1.mp3 5\n star kept/2.mp3 4\n star kept/3.mp3 3\n rm kept/3.mp3\n"
      "index => removed 1, unchanged 2\n register kept\n index => removed 1, unchanged 1\n"
      "register .\n put kept/3.mp3 D\n index => added 2, unchanged 1\n"
      "rows => gone/1.mp3*5 kept/2.mp3*4 kept/3.mp3\n"},
-    {"SheetsThatSplitNothing",
+    {"SheetsThatSplitNothingAreNamed",
      "put split/01.mp3 A\n put split/02.mp3 B\n sample bad/1.flac tone.flac\n"
      "write split/album.cue FILE \"album.wav\" WAVE|TRACK 01 AUDIO|INDEX 01 00:00:00|"
      "TRACK 02 AUDIO|INDEX 01 00:00:50\n"
@@ -206,7 +235,7 @@ inline constexpr TreeCase kTreeCases[] = {
      "rows => bad/1.flac split/01.mp3 split/02.mp3\n put split/03.mp3 C\n"
      "index => added 1, unchanged 3, failed 1; cue sheets: unchanged 3\n"
      "index => unchanged 4, failed 1; cue sheets: unchanged 3\n"},
-    // Whatever has become of the sheet: the tracks stay until somebody says otherwise.
+    // The sheet is lost, damaged or names another file. Only --purge removes its tracks.
     {"TracksStayWhileTheirSheetCannotBeUsed",
      "sample disc/album.flac tone.flac\n put disc/other.mp3 O\n sheet disc/album.flac\n"
      "mv disc/album.cue ../disk/album.cue\n ln ../disk/album.cue disc/album.cue\n"
@@ -231,7 +260,7 @@ inline constexpr TreeCase kTreeCases[] = {
      " moved/album.flac#2<disc/album.flac#2*3 moved/other.mp3<disc/other.mp3\n"
      "rm ../disk/album.cue\n index --purge => changed 1, unchanged 1; cue sheets: removed 1\n"
      "rows => moved/album.flac<disc/album.flac moved/other.mp3<disc/other.mp3\n"},
-    // Stars that came with the copy are none that somebody gave it.
+    // Stars that came with the copied record are not stars of the copy's own.
     {"ACopyWithItsRecordOutlivesTheOriginal",
      "put a/1.mp3 A\n put a/2.mp3 B\n put a/album.mp3 C\n sheet a/album.mp3\n"
      "index => added 3; cue sheets: added 1\n star a/1.mp3 4\n star a/2.mp3 4\n"
@@ -247,7 +276,7 @@ inline constexpr TreeCase kTreeCases[] = {
      "index --no-such-option => ?\n put a/2.mp3 B\n index a/2.mp3 => added 1, unchanged 1\n"
      "rm a/2.mp3\n index a/3.mp3 a/2.mp3 => !\n says a/3.mp3 does not exist\n"
      "index a/2.mp3 => removed 1, unchanged 1\n"},
-    {"GivenPathsMeanWhatAScanOfEverythingMakesOfThem",
+    {"GivenPathsAreTakenAsAScanOfEverythingTakesThem",
      "put ../disk/1.mp3 A\n put real/2.mp3 B\n put $Recycle.Bin/3.mp3 C\n put real/.4.mp3 D\n"
      "ln ../disk link\n ln real same\n index => added 2\n"
      "index link => unchanged 1\n index link/1.mp3 => unchanged 1\n index same => unchanged 1\n"
@@ -255,35 +284,35 @@ inline constexpr TreeCase kTreeCases[] = {
      "index $Recycle.Bin/3.mp3 => !\n says is passed over\n index real/.4.mp3 => !\n"
      "says is passed over\n pass-over Notes/REAL\n index => added 1, moved 1, unchanged 1\n"
      "rows => $Recycle.Bin/3.mp3 link/1.mp3 same/2.mp3<real/2.mp3\n"},
-    {"OfTwoRootsEachRemovesItsOwnRowsAlone",
+    {"ARootRemovesItsOwnRowsOnly",
      "roots two\n put mine/1.mp3 A\n put theirs/2.mp3 B\n put ~alice/3.mp3 C\n"
      "write mine/l.m3u 1\n write theirs/l.m3u 2\n register mine\n other register theirs\n"
      "homes on\n index => added 2; playlists: added 1\n"
      "other index => added 1; playlists: added 1\n places => 2 2 1\n"
      "index => unchanged 2; playlists: unchanged 1\n"
-     // The second of these writes nothing, so that the third knows what the first has known.
+     // The dry run stores no list of folders: the run after it still knows the old ones.
      "put new/4.mp3 D\n other register new\n"
      "other index --dry-run => added 1, removed 1; playlists: removed 1\n"
      "other index => added 1, removed 1; playlists: removed 1\n places => 2 1 1\n"
      "rm mine/1.mp3\n put mine/5.mp3 E\n"
      "index => added 1, removed 1, unchanged 1; playlists: unchanged 1\n"
      "rows => mine/5.mp3 new/4.mp3 ~alice/3.mp3\n"
-     // Without the list nobody knows whose a row is, and it stays.
+     // Without the list no root knows whose the rows are, and they stay.
      "homes off\n known-folders lost\n index --purge => unchanged 1; playlists: unchanged 1\n"
      "rows => mine/5.mp3 new/4.mp3 ~alice/3.mp3\n"},
-    // What another root was killed before it had done: its files may not be there for this one.
-    {"OfTwoRootsEachSettlesItsOwnRecordsAlone",
+    // A killed run of the other root left a record, whose files this root may not see.
+    {"ARootSettlesItsOwnRecordsOnly",
      "roots two\n put mine/1.mp3 A\n put theirs/2.mp3 B\n register mine\n"
      "other register theirs\n due theirs/gone.mp3\n due mine/gone.mp3\n index => added 1\n"
      "outbox => 1\n index mine/1.mp3 => unchanged 1\n outbox => 1\n other index => added 1\n"
      "outbox => 0\n"},
-    {"AFolderIsRememberedAsLongAsItsRowsAreHeldBack",
+    {"AFolderIsRememberedAsLongAsItsRowsStay",
      "roots two\n put mine/1.mp3 A\n put theirs/2.mp3 B\n put ~alice/3.mp3 C\n"
      "register mine\n other register theirs\n homes on\n index => added 2\n"
      "other index => added 1\n mv ~alice/.. ../alice\n index => !unchanged 1\n"
      "index => !unchanged 1\n homes off\n index => removed 1, unchanged 1\n"
      "known-folders => mine\n places => 2 0 0\n"},
-    {"RowsOfNoWholeScanAreRemembered",
+    {"RowsOfAScanOfGivenPathsAreRemembered",
      "roots two\n put mine/1.mp3 A\n put theirs/2.mp3 B\n put short/3.mp3 C\n"
      "other register theirs\n other index => added 1\n register mine short\n"
      "index short => added 1\n register mine\n index => added 1, removed 1\n"
@@ -292,7 +321,7 @@ inline constexpr TreeCase kTreeCases[] = {
      "roots two\n put mine/1.mp3 A\n register mine\n index => added 1\n"
      "known-folders unreadable\n index => !\n says /var/lib/Tonvale/indexed\n"
      "rows => mine/1.mp3\n known-folders lost\n"},
-    {"AServerOfOnesOwnIsCleanedAsAWhole",
+    {"ARootThatHasAServerAloneRemovesAllOtherRows",
      "roots two\n put mine/1.mp3 A\n put theirs/2.mp3 B\n write theirs/l.m3u 1\n"
      "register mine\n other register theirs\n index => added 1\n"
      "other index => added 1; playlists: added 1\n roots own\n"

@@ -1,4 +1,4 @@
-// Trees of files in, rows out: what a run of the indexer makes of each change.
+// Runs the scripts of trees.h.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -157,7 +157,7 @@ class TreesTest : public ScanTest, public testing::WithParamInterface<TreeCase> 
         } else if (command == "rebuild") {
             Rebuild();
         } else if (command == "says") {
-            EXPECT_NE(last_.err.find(line.substr(5)), std::string::npos) << last_.err;
+            ExpectSaid(last_, line.substr(5));
         } else if (command == "register") {
             RegisterAll(words);
         } else {
@@ -227,7 +227,7 @@ class TreesTest : public ScanTest, public testing::WithParamInterface<TreeCase> 
         ASSERT_TRUE(varn::host::ChooseDatabase(kind));
     }
 
-    // One beside the fixture's root, whose cluster is the server of both, without homes.
+    // A second root, without homes, that uses the server of the fixture's root.
     static void MakeOtherRoot() {
         EnableHomes(false);
         UseDatabase(varn::host::DatabaseKind::kExternal);
@@ -238,7 +238,7 @@ class TreesTest : public ScanTest, public testing::WithParamInterface<TreeCase> 
         }
     }
 
-    // In the library and in the record, as the web API does it.
+    // Rates a song in the library and in its record, as the web API does.
     void Star(const std::string &name, const std::string &stars, const std::string &user) {
         for (const auto &[id, row] : Songs()) {
             if (row == name) {
@@ -255,7 +255,7 @@ class TreesTest : public ScanTest, public testing::WithParamInterface<TreeCase> 
         EXPECT_TRUE(varnindex::StoreStars(record, all));
     }
 
-    // Of alice, whose account is there or not.
+    // Puts alice's account back, or takes it away.
     void SetAccount(bool isThere) {
         if (accounts_.empty()) {
             accounts_ = ReadFile(SystemTest::At(varn::path::kPasswd));
@@ -267,7 +267,7 @@ class TreesTest : public ScanTest, public testing::WithParamInterface<TreeCase> 
                   isThere ? text : text.erase(entry, text.find('\n', entry) + 1 - entry));
     }
 
-    // Of all songs, lists and users' folders.
+    // The owners of all songs, lists and folders.
     static std::string Owners() {
         return Value(
             "SELECT coalesce(string_agg(userid::text, ' '), '') FROM (SELECT userid FROM track"
@@ -277,7 +277,7 @@ class TreesTest : public ScanTest, public testing::WithParamInterface<TreeCase> 
     }
 
     Finished last_;
-    Words variables_;                   // of the root that a line is about
+    Words variables_;                   // the environment that names the other root
     std::map<int, std::string> songs_;  // where each was first
     std::map<int, std::string> lists_;
     std::string accounts_;

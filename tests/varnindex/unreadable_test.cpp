@@ -1,4 +1,4 @@
-// Files that cannot be read, or are others than those that were seen.
+// Files that change between the walk and the reading.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -15,8 +15,8 @@ using namespace tonvale_test;
 
 class UnreadableTest : public ScanTest {
   protected:
-    // A scan in whose middle something happens: behind the look at the folder "a" of `music`, and
-    // before any file is read.
+    // A scan that calls `happens` after it has seen the folder "a" of `music`, and before it reads
+    // any file.
     static void ScanWith(const fs::path &music, void (*happens)()) {
         fs::create_directories(music / "z");
         for (int i = 0; i < 50; ++i) {
@@ -38,10 +38,10 @@ class UnreadableTest : public ScanTest {
     }
 };
 
-// Renamed, to a new name or over another song, and out of reach just then.
+// It was renamed, to a new name or over another song, and is out of reach during the scan.
 TEST_F(UnreadableTest, ASongThatCannotBeReadAtItsNewPathKeepsItsRow) {
     for (const char *name : {"a/1.mp3", "a/2.mp3"}) {
-        // Of a size of its own: files may be of one time.
+        // Each has another size: they may have the same time.
         std::ofstream(PutTagged(name, name), std::ios::app) << std::string(name[2] * 10U, 'x');
     }
     Index();
@@ -70,8 +70,8 @@ TEST_F(UnreadableTest, ASongThatCannotBeReadAtItsNewPathKeepsItsRow) {
     EXPECT_EQ(Value("SELECT count(*) FROM track"), "50");
 }
 
-// Away when its folder is looked at, and there before its row goes.
-TEST_F(UnreadableTest, AFileThatIsPutInPlaceOfAnotherKeepsItsRow) {
+// It is away when the scan looks at its folder, and there before its row goes.
+TEST_F(UnreadableTest, AFileThatComesBackDuringTheScanKeepsItsRow) {
     PutTagged("a/1.mp3", "Edited");
     Write("a/list.m3u", "1.mp3\n");
     ScanWith(Music(), [] {});
@@ -90,8 +90,8 @@ TEST_F(UnreadableTest, AFileThatIsPutInPlaceOfAnotherKeepsItsRow) {
     EXPECT_EQ(Everything(), before);
 }
 
-// Nothing of others gets into a home by a link that is put in a file's place behind the walk.
-TEST_F(UnreadableTest, AFileThatBecomesALinkBehindTheWalkIsNotRead) {
+// Such a link must not bring the files of others into a home.
+TEST_F(UnreadableTest, AFileThatBecomesALinkAfterTheWalkIsNotRead) {
     EnableHomes(true);
     const fs::path folder = Home("alice") / "music/a";
     fs::create_directory(folder);

@@ -36,7 +36,7 @@ class WalkTest : public SystemTest {
         }
     }
 
-    // The finds of one kind, or of all but the files, as paths below the scratch folder.
+    // The finds of one kind, as paths below the scratch folder.
     static Names Finds(const Names &folders, Kind kind) {
         Names roots;
         for (const std::string &folder : folders) {
@@ -44,6 +44,9 @@ class WalkTest : public SystemTest {
         }
         LinkedFolders library(OrderedFolders(roots));
         Walk walk(OrderedFolders(roots), IsMp3, library);
+        return Finds(walk, kind);
+    }
+    static Names Finds(Walk &walk, Kind kind) {
         Names names;
         while (const auto found = walk.Next()) {
             if (found->kind == kind) {
@@ -55,7 +58,7 @@ class WalkTest : public SystemTest {
 };
 
 TEST_F(WalkTest, PathsComeInByteOrder) {
-    // Neighbours of "/" in the order of bytes are what a walk by names gets wrong.
+    // A walk that sorts names alone gets the neighbours of "/" in byte order wrong.
     const Names files = {"m/a b/x.mp3",  "m/a!.mp3",  "m/a-b/x.mp3", "m/a.mp3",   "m/a/x.mp3",
                          "m/a/x/y.mp3",  "m/a0.mp3",  "m/é.mp3",     "m/Z/1.mp3", "m/b\\c.mp3",
                          "m/a.mp3x.mp3", "m-2/1.mp3", "m.d/1.mp3"};
@@ -73,7 +76,7 @@ TEST_F(WalkTest, FoldersOfAListAreTakenOnce) {
 }
 
 // A walk of a part comes to the same folders as a walk of everything.
-TEST_F(WalkTest, LinksLeadOutOfTheLibraryOnly) {
+TEST_F(WalkTest, OnlyLinksThatLeadOutOfTheLibraryAreFollowed) {
     Make({"m/own/1.mp3", "m/own/.hidden/2.mp3", "n/3.mp3", "disk/4.mp3", "disk/sub/5.mp3",
           "disk/sub/.git/6.mp3", "far/7.mp3", "further/8.mp3"});
     const std::vector<std::pair<std::string, std::string>> links = {
@@ -98,17 +101,10 @@ TEST_F(WalkTest, LinksLeadOutOfTheLibraryOnly) {
         std::copy_if(all.begin(), all.end(), std::back_inserter(expected),
                      [&](const std::string &path) { return path.starts_with(part + "/"); });
         Walk walk({(scratch() / part).string()}, IsMp3, library);
-        Names found;
-        while (const auto next = walk.Next()) {
-            if (next->kind == Kind::kFile) {
-                found.push_back(next->path.substr(scratch().string().size() + 1));
-            }
-        }
-        EXPECT_EQ(found, expected) << part;
+        EXPECT_EQ(Finds(walk, Kind::kFile), expected) << part;
     }
 }
 
-// What of others' is behind links that lead out of a home, at any depth.
 TEST_F(WalkTest, LinksOutOfAHomeReachOnlyWhatItsOwnerOwns) {
     Make({"home/music/real.mp3", "home/music/sub/real.mp3", "out/folder/in.mp3", "out/mine.mp3"});
     fs::create_symlink("real.mp3", scratch() / "home/music/a.mp3");
@@ -162,7 +158,7 @@ TEST_F(WalkTest, OnlyVisibleRegularFilesAreFound) {
     EXPECT_EQ(Finds({"m"}, Kind::kFile), Names{"m/ok.mp3"});
 }
 
-TEST_F(WalkTest, WhatCannotBeSeenIsTold) {
+TEST_F(WalkTest, WhatCannotBeSeenIsReported) {
     Make({"plain-file", "deep/1.mp3", "hidden-only/.x.mp3"});
     fs::create_directory(scratch() / "empty");
     fs::create_symlink("nowhere.mp3", scratch() / "deep/lost.mp3");
@@ -185,8 +181,7 @@ TEST_F(WalkTest, AFolderWithoutPermissionIsBlockedAndTheRestIsWalked) {
     fs::permissions(scratch() / "m/b", fs::perms::owner_all);
 }
 
-// Folders without a find are no reason to go on for minutes.
-TEST_F(WalkTest, AStopIsHeardWhereNothingIsFound) {
+TEST_F(WalkTest, AWalkThatFindsNothingCanBeStopped) {
     for (int i = 0; i < 20; ++i) {
         fs::create_directories(scratch() / "m" / std::to_string(i));
     }

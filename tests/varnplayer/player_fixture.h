@@ -1,23 +1,22 @@
-// varnplayer with a real music player daemon behind it, which plays to nowhere.
+// varnplayer with a real music player daemon, whose output goes nowhere.
 #pragma once
 
 #include <fcntl.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <sys/types.h>
 
 #include <chrono>
+#include <csignal>
 #include <fstream>
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "programs/command.h"
 #include "support/fixture.h"
 #include "support/sockets.h"
 #include "support/sounds.h"
-#include "support/spawn.h"
 #include "tonvale/players.h"
 #include "tonvale/playlists.h"
 #include "varn/player.h"
@@ -26,56 +25,20 @@
 
 namespace tonvale_test {
 
-// A run of varnplayer.
-class PlayerProcess {
-  public:
-    PlayerProcess(std::vector<std::string> arguments, std::string log) : log_(std::move(log)) {
-        arguments.insert(arguments.begin(), "varnplayer");
-        const int file = open(log_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-        pid_ = Spawn(TONVALE_PROGRAM_DIR "/varnplayer", arguments, OwnVariables(), {{file, 2}});
-        close(file);
-    }
-    ~PlayerProcess() {
-        if (pid_ > 0) {
-            kill(pid_, SIGKILL);
-            waitpid(pid_, nullptr, 0);
-        }
-    }
-    PlayerProcess(const PlayerProcess &) = delete;
-    PlayerProcess &operator=(const PlayerProcess &) = delete;
-
-    pid_t Pid() const { return pid_; }
-
-    std::string Log() const {
-        std::ifstream file(log_);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
-    // The wait status, once it ended; -1 when it does not.
-    int Wait() {
-        int status = -1;
-        if (Eventually([&] { return waitpid(pid_, &status, WNOHANG) == pid_; })) {
-            pid_ = -1;
-        }
-        return status;
-    }
-    int Signal(int number) {
-        kill(pid_, number);
-        return Wait();
-    }
+// A run of varnplayer, which a test that fails does not wait for.
+struct PlayerProcess : Command {
+    explicit PlayerProcess(std::vector<std::string> arguments)
+        : Command(std::move(arguments), "", "varnplayer") {}
+    ~PlayerProcess() { Signal(SIGKILL); }
 
     // The music player daemon that it started; -1 as long as there is none.
     pid_t Engine() const {
-        const std::string pid = std::to_string(pid_);
+        const std::string pid = std::to_string(Id());
         std::ifstream file("/proc/" + pid + "/task/" + pid + "/children");
         pid_t child = -1;
         file >> child;
         return child;
     }
-
-  private:
-    std::string log_;
-    pid_t pid_ = -1;
 };
 
 // The answer to a call that has a buffer; an empty object when the daemon could not be asked.
@@ -105,21 +68,25 @@ class PlayerTest : public SystemTest {
         Start({"--output=null"});
     }
     void Start(std::vector<std::string> arguments) {
-        player_ = std::make_unique<PlayerProcess>(std::move(arguments), LogFile());
+        player_ = std::make_unique<PlayerProcess>(std::move(arguments));
         ASSERT_TRUE(Comes([](const Json::Value &info) { return info["success"].asBool(); }))
-            << ReadFile(LogFile());
+            << player_->Complaints();
     }
 
     void TearDown() override {
-        if (player_) {
-            EXPECT_EQ(player_->Signal(SIGTERM), 0) << player_->Log();
-            player_.reset();
-        }
+        End();
         EXPECT_FALSE(fs::exists(At(varn::path::kPlayerSocket)));
         EXPECT_FALSE(fs::exists(At("/var/run/Tonvale/player/mpd.sock"))) << "mpd was left running";
         SystemTest::TearDown();
     }
-    static std::string LogFile() { return scratch() / "varnplayer.log"; }
+    // Ends the player, if there is one. The test fails unless it ends well.
+    void End(int signal = SIGTERM) {
+        if (player_) {
+            const Finished finished = player_->Signal(signal);
+            EXPECT_EQ(finished.status, 0) << finished.err;
+            player_.reset();
+        }
+    }
 
     static Json::Value Info() { return AskPlayer(VARNAudioPlayerInfo); }
     static Json::Value Songs(int offset, int limit) {
@@ -127,14 +94,14 @@ class PlayerTest : public SystemTest {
             [=](char *out, int size) { return VARNAudioListPlaylist(offset, limit, out, size); });
     }
 
-    // The player reaches a state, for what it does in its own time.
+    // Waits until the player tells of a state.
     template <typename Holds>
     static bool Comes(const Holds &holds) {
         return Eventually([&] { return holds(Info()); });
     }
-    // Ends the player and starts one with a music player daemon that a script answers for.
+    // Starts a player in place of the first, with a script for a music player daemon.
     std::unique_ptr<ScriptedMpd> UseScript(ScriptedMpd::Script script) {
-        EXPECT_EQ(player_->Signal(SIGTERM), 0);
+        End();
         const std::string socket = scratch() / "mpd.sock";
         auto mpd = std::make_unique<ScriptedMpd>(socket, std::move(script));
         Start({"--mpd", socket});

@@ -1,4 +1,4 @@
-// The player daemon with a real music player daemon behind it, which plays to nowhere.
+// What the player plays, and who may ask it.
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,7 +13,7 @@ using namespace tonvale_test;
 
 class PlayingTest : public PlayerTest {
   protected:
-    // True once the player is in a state, and tells of one command that it can be done.
+    // Waits for a state in which the player can do one command and not another.
     static bool ComesTo(const char *state, const std::string &can, const std::string &cannot) {
         return Comes([&](const Json::Value &info) {
             const std::string names = info["can"].toStyledString();
@@ -39,7 +39,7 @@ TEST_F(PlayingTest, GoesThroughTheQueue) {
     EXPECT_GT(VARNAudioAddFromFile(SaveQueue(queue).c_str()), 0);
     const std::string missing = scratch() / "missing";
     VARNAudioAddFromFile(missing.c_str());
-    EXPECT_FALSE(fs::exists(missing)) << "made by looking for it";
+    EXPECT_FALSE(fs::exists(missing)) << "the look for it made it";
     const Json::Value all = Songs(0, 100);
     EXPECT_EQ(Told(all, "total songs[1].path"), "3 " + std::string(queue.songs()[1]->path));
     EXPECT_EQ(Songs(1, 2)["songs"][0]["index"].asInt(), 1);
@@ -66,7 +66,7 @@ TEST_F(PlayingTest, GoesThroughTheQueue) {
     SendToPlayer(VARN_AUDIO_STOP);
     EXPECT_TRUE(ComesTo("stop", "\"resume\"", "\"seek\"")) << Info();
     VARNAudioJump(1);
-    // The music player daemon refuses things while it opens a song or an output: it is asked again.
+    // The music player daemon refuses these while it opens a song or an output: ask again.
     for (const int value : {150, 2, -7}) {
         EXPECT_TRUE(Comes([value](const Json::Value &info) {
             VARNAudioSetVolume(value);
@@ -83,7 +83,7 @@ TEST_F(PlayingTest, GoesThroughTheQueue) {
     EXPECT_EQ(Songs(0, 100)["total"].asInt(), 2);
 }
 
-TEST_F(PlayerTest, IsForThePackageAlone) {
+TEST_F(PlayerTest, ServesThePackageAlone) {
     const std::string path = At(varn::path::kPlayerSocket);
     if (!IsRoot()) {
         GTEST_SKIP() << "needs root's rights";

@@ -1,4 +1,4 @@
-// varnplayer as a process: starting, ending, and what becomes of the music player daemon.
+// How varnplayer and its music player daemon start and end.
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -10,8 +10,6 @@
 namespace {
 
 using namespace tonvale_test;
-
-constexpr auto kFailed = 1 << 8;  // a wait status
 
 bool IsGone(pid_t pid) {
     return Eventually([&] { return kill(pid, 0) != 0 && errno == ESRCH; });
@@ -32,18 +30,17 @@ class ProcessTest : public PlayerTest {
 };
 
 TEST_F(ProcessTest, ThereIsOneOnASystem) {
-    PlayerProcess second({"--output=null"}, scratch() / "second.log");
-    EXPECT_EQ(second.Wait(), kFailed);
-    EXPECT_TRUE(Contains(second.Log(), "another varnplayer runs on this system")) << second.Log();
+    const Finished second = PlayerProcess({"--output=null"}).Wait();
+    EXPECT_EQ(second.status, 1);
+    ExpectSaid(second, "another varnplayer runs on this system");
     EXPECT_TRUE(fs::exists(At(varn::path::kPlayerSocket)));
     EXPECT_TRUE(fs::exists(At("/var/run/Tonvale/player/mpd.sock")));
     EXPECT_TRUE(Info()["success"].asBool());
-    // Nor does it take away what somebody else put in its socket's place.
+    // At its end it leaves a file alone that took its socket's place.
     const fs::path socket = At(varn::path::kPlayerSocket);
     fs::remove(socket);
     std::ofstream(socket) << "another's";
-    EXPECT_EQ(player_->Signal(SIGINT), 0) << player_->Log();
-    player_.reset();
+    End(SIGINT);
     EXPECT_EQ(ReadFile(socket), "another's");
     fs::remove(socket);
     Start({"--output=null"});
@@ -53,37 +50,36 @@ TEST_F(ProcessTest, AStoppedMusicPlayerDaemonIsEnded) {
     const pid_t engine = player_->Engine();
     ASSERT_GT(engine, 0);
     kill(engine, SIGSTOP);
-    EXPECT_EQ(player_->Signal(SIGTERM), 0) << player_->Log();
-    player_.reset();
+    End();
     EXPECT_TRUE(IsGone(engine));
 }
 
-TEST_F(ProcessTest, NeitherOutlivesTheOther) {
+TEST_F(ProcessTest, TheTwoDaemonsEndTogether) {
     kill(player_->Engine(), SIGKILL);
-    EXPECT_EQ(player_->Wait(), kFailed);
-    EXPECT_TRUE(Contains(player_->Log(), "the music player daemon ended")) << player_->Log();
+    const Finished ended = player_->Wait();
+    EXPECT_EQ(ended.status, 1);
+    ExpectSaid(ended, "the music player daemon ended");
     EXPECT_FALSE(fs::exists(At(varn::path::kPlayerSocket)));
 
     Start({"--output=null"});
     const pid_t engine = player_->Engine();
-    EXPECT_EQ(player_->Signal(SIGKILL), SIGKILL);
+    player_->Signal(SIGKILL);
     EXPECT_TRUE(IsGone(engine));
-    // What a killed one left behind is in nobody's way.
+    // What a killed one leaves does not stop the next.
     Start({"--output=null"});
 }
 
-TEST_F(ProcessTest, WhatCannotStartSaysSoAtOnce) {
-    EXPECT_EQ(player_->Signal(SIGTERM), 0);
-    player_.reset();
+TEST_F(ProcessTest, ADaemonThatCannotStartSaysWhy) {
+    End();
     const fs::path folder = At("/var/run/Tonvale/player");
     const auto run = [&](const std::string &output) {
-        PlayerProcess process({"--output=" + output}, LogFile());
-        EXPECT_EQ(process.Wait(), kFailed) << output;
+        const Finished finished = PlayerProcess({"--output=" + output}).Wait();
+        EXPECT_EQ(finished.status, 1) << output;
         EXPECT_FALSE(fs::exists(At(varn::path::kPlayerSocket)));
-        return process.Log();
+        return finished.err;
     };
-    EXPECT_TRUE(Contains(run("nosuch"), "did not come up")) << ReadFile(LogFile());
-    EXPECT_TRUE(Contains(run("null\"\n"), "is no type of output")) << ReadFile(LogFile());
+    EXPECT_TRUE(Contains(run("nosuch"), "did not come up"));
+    EXPECT_TRUE(Contains(run("null\"\n"), "is no type of output"));
     fs::remove_all(folder);
     fs::create_directory_symlink(scratch(), folder);
     EXPECT_TRUE(Contains(run("null"), "is not a folder of this account"));
@@ -94,7 +90,7 @@ TEST_F(ProcessTest, WhatCannotStartSaysSoAtOnce) {
         EXPECT_TRUE(Contains(run("null"), "is not a folder of this account"));
         fs::remove(folder);
     }
-    // One of its own that others could enter is closed to them.
+    // It closes a folder of its own that others may enter.
     fs::create_directory(folder);
     fs::permissions(folder, fs::perms::all);
     GiveToPackage(folder);
@@ -102,10 +98,9 @@ TEST_F(ProcessTest, WhatCannotStartSaysSoAtOnce) {
     EXPECT_EQ(fs::status(folder).permissions(), fs::perms::owner_all);
 }
 
-// Whoever may write to the folder does not get another's file by it, nor keep a start waiting.
-TEST_F(ProcessTest, TheLockIsNobodyElsesFile) {
-    EXPECT_EQ(player_->Signal(SIGTERM), 0);
-    player_.reset();
+// An account that may write to the folder must not get another file by it, or delay the start.
+TEST_F(ProcessTest, ALockThatLeadsToAnotherFileIsRefused) {
+    End();
     const fs::path lock = At("/var/run/Tonvale/player.lock");
     const fs::path other = root() / "another's";
     std::ofstream(other) << "text";
@@ -117,8 +112,7 @@ TEST_F(ProcessTest, TheLockIsNobodyElsesFile) {
     for (const auto &[what, make] : kCases) {
         fs::remove(lock);
         make();
-        PlayerProcess process({"--output=null"}, LogFile());
-        EXPECT_EQ(process.Wait(), kFailed) << what;
+        EXPECT_EQ(PlayerProcess({"--output=null"}).Wait().status, 1) << what;
         EXPECT_EQ(OwnerOf(other), owner) << what;
     }
     fs::remove(lock);

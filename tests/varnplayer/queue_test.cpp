@@ -1,4 +1,4 @@
-// Queues that are long, damaged or in use, and clients that behave badly.
+// Long, damaged and locked queues, slow music player daemons, and clients that behave badly.
 #include <sys/file.h>
 
 #include <algorithm>
@@ -16,7 +16,7 @@ using namespace std::chrono_literals;
 
 class QueueTest : public PlayerTest {
   protected:
-    // Somebody who asks, and then does no more.
+    // A client that sends the first bytes of a command, and then waits.
     static int Connect(int command, const std::string &payload, std::size_t bytes) {
         VARN_AUDIO_CTRL_MSG message = {};
         message.command = command;
@@ -34,12 +34,12 @@ class QueueTest : public PlayerTest {
         part.duration = duration;
         return part;
     }
-    std::atomic<bool> isSilent_ = false;  // for a script
+    std::atomic<bool> fails_ = false;  // for a script
 
     Json::Value Add(const PlaylistInfo &queue) {
         return SendToPlayer(VARN_AUDIO_ADD_FROM_FILE, SaveQueue(queue));
     }
-    // So many times the same song.
+    // Adds a song `count` times.
     void AddMany(int count, const std::string &path) {
         PlaylistInfo queue;
         for (int i = 0; i < count; ++i) {
@@ -48,7 +48,7 @@ class QueueTest : public PlayerTest {
         EXPECT_EQ(Add(queue)["success"], true);
         EXPECT_TRUE(HasAdded());
     }
-    // How many of the lines begin so.
+    // The number of lines that begin with a text.
     static auto Count(const ScriptedMpd &mpd, const std::string &start) {
         const auto lines = mpd.Lines();
         return std::count_if(lines.begin(), lines.end(),
@@ -86,7 +86,7 @@ TEST_F(QueueTest, WhatIsNoCommandIsRefused) {
               false);
 }
 
-TEST_F(QueueTest, NamesThatAreNoTextAndPathsThatAreTooLong) {
+TEST_F(QueueTest, NamesBecomeUtf8AndLongPathsAreSkipped) {
     PlaylistInfo queue;
     AddSong(queue, "/" + std::string(4094, 'l'));
     AddSong(queue, "/" + std::string(2100, '"'));  // each of which takes two bytes
@@ -120,7 +120,7 @@ TEST_F(QueueTest, APartStaysAPart) {
     }
 }
 
-TEST_F(QueueTest, FilesThatAreInUseOrDamaged) {
+TEST_F(QueueTest, AQueueFileInUseIsRefusedAndADamagedOneReadAsFarAsItGoes) {
     PlaylistInfo queue;
     AddSong(queue, MakeSong("one.wav", 1));
     AddSong(queue, MakeSong("two.wav", 1));
@@ -132,7 +132,7 @@ TEST_F(QueueTest, FilesThatAreInUseOrDamaged) {
     const std::string before = ReadFile(file);
     EXPECT_EQ(SendToPlayer(VARN_AUDIO_ADD_FROM_FILE, file)["success"], false);
     EXPECT_EQ(SendToPlayer(VARN_AUDIO_OUTPUT_PLAYLIST, file)["success"], false);
-    EXPECT_TRUE(ReadFile(file) == before) << "a queue that somebody reads was taken away";
+    EXPECT_TRUE(ReadFile(file) == before) << "the queue was taken from its reader";
     close(locked);
     fs::resize_file(file, fs::file_size(file) - 1);
     EXPECT_EQ(SendToPlayer(VARN_AUDIO_ADD_FROM_FILE, file)["added"], 1) << "half a record";
@@ -161,8 +161,8 @@ TEST_F(QueueTest, APageIsBounded) {
     EXPECT_EQ(Songs(0, 1000)["songs"].size(), 500U);
     EXPECT_EQ(Songs(INT_MAX, INT_MAX)["songs"].size(), 0U);
 
-    // Somebody who takes no more of such an answer than the kernel does by itself, and some who
-    // say nothing, hold nobody up.
+    // A client that reads nothing of a long answer, and clients that send no whole command, do not
+    // hold others up.
     const std::size_t whole = sizeof(VARN_AUDIO_CTRL_MSG);
     std::vector<int> clients = {Connect(VARN_AUDIO_LIST_PLAYLIST, "0 500", whole)};
     for (const std::size_t bytes : {std::size_t{0}, std::size_t{4}, whole - 1}) {
@@ -171,7 +171,7 @@ TEST_F(QueueTest, APageIsBounded) {
     const auto start = Clock::now();
     EXPECT_TRUE(Info()["success"].asBool());
     EXPECT_LT(Clock::now() - start, 10s);
-    // And they are not kept for ever.
+    // They are disconnected in the end.
     char rest[100];
     for (const int client : clients) {
         while (recv(client, rest, sizeof rest, 0) > 0) {
@@ -181,10 +181,10 @@ TEST_F(QueueTest, APageIsBounded) {
 }
 
 TEST_F(QueueTest, AFailedSaveLeavesTheSavedQueue) {
-    std::string silentAt = "status";
+    std::string failsAt = "status";
     const auto mpd = UseScript([&](const std::string &line) -> std::string {
-        if (isSilent_ && line.starts_with(silentAt)) {
-            return "";
+        if (fails_ && line.starts_with(failsAt)) {
+            return std::string(ScriptedMpd::kHangUp);
         }
         return line == "status"                   ? "playlistlength: 1\nstate: stop\nOK\n"
                : line.starts_with("playlistinfo") ? "file: /music/a.flac\nPos: 0\nId: 1\nOK\n"
@@ -196,21 +196,21 @@ TEST_F(QueueTest, AFailedSaveLeavesTheSavedQueue) {
     fs::permissions(file, fs::perms::all);
     const std::string saved = ReadFile(file);
     for (const char *line : {"status", "playlistinfo"}) {
-        silentAt = line;
-        isSilent_ = true;
+        failsAt = line;
+        fails_ = true;
         EXPECT_EQ(SendToPlayer(VARN_AUDIO_OUTPUT_PLAYLIST, file)["success"], false) << line;
         EXPECT_EQ(SendToPlayer(VARN_AUDIO_OUTPUT_PLAYLIST, file + "2")["success"], false) << line;
-        isSilent_ = false;
+        fails_ = false;
         ASSERT_TRUE(fs::exists(file)) << line;
         EXPECT_EQ(ReadFile(file), saved) << line;
         EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 1) << line;
     }
     EXPECT_EQ(SendToPlayer(VARN_AUDIO_OUTPUT_PLAYLIST, file)["written"], 1);
-    EXPECT_EQ(fs::status(file).permissions(), fs::perms::all) << "who could read it no longer can";
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms::all) << "its readers lost it";
 }
 
 // A music player daemon that takes 20 ms for each song.
-TEST_F(QueueTest, AddingGoesOnBehindTheClientsBack) {
+TEST_F(QueueTest, AddingGoesOnAfterTheAnswer) {
     const auto mpd = UseScript([](const std::string &line) {
         std::this_thread::sleep_for(line.starts_with("addid ") ? 20ms : 0ms);
         return ScriptedMpd::Usual(line);
@@ -225,23 +225,24 @@ TEST_F(QueueTest, AddingGoesOnBehindTheClientsBack) {
     EXPECT_GT(answer["waiting"], 100);
     EXPECT_EQ(Info()["adding"], true);
     EXPECT_EQ(SendToPlayer(VARN_AUDIO_SET_REFRESH)["success"], true);
-    // It comes to its end without being asked, unless the queue is emptied meanwhile.
+    // It goes on by itself until the queue is emptied.
     const auto before = Count(*mpd, "addid ");
     EXPECT_TRUE(Eventually([&] { return Count(*mpd, "addid ") > before; }));
     EXPECT_EQ(SendToPlayer(VARN_AUDIO_DELETE_ALL)["success"], true);
     EXPECT_EQ(Info()["adding"], false);
     EXPECT_LT(Count(*mpd, "addid "), 400);
     Add(queue);
-    EXPECT_EQ(player_->Signal(SIGTERM), 0);
+    End();
     EXPECT_LT(Count(*mpd, "addid "), 700) << "it went on to the end";
-    player_.reset();
 }
 
-// A music player daemon that does not answer at one song, and then at none.
-TEST_F(QueueTest, ASilentMusicPlayerDaemonCostsASong) {
+// A music player daemon that is silent at one song, and then hangs up at each.
+TEST_F(QueueTest, AMusicPlayerDaemonThatFailsCostsASong) {
     const auto mpd = UseScript([&](const std::string &line) -> std::string {
-        const bool isBad = line.find("/bad") != line.npos;
-        return line.starts_with("addid ") && (isBad || isSilent_) ? "" : ScriptedMpd::Usual(line);
+        if (line.starts_with("addid ") && fails_) {
+            return std::string(ScriptedMpd::kHangUp);
+        }
+        return line.find("/bad") != line.npos ? "" : ScriptedMpd::Usual(line);
     });
     PlaylistInfo queue;
     for (const char *path : {"/music/1", "/music/bad", "/music/2", "/music/3"}) {
@@ -249,14 +250,14 @@ TEST_F(QueueTest, ASilentMusicPlayerDaemonCostsASong) {
     }
     const Json::Value answer = Add(queue);
     EXPECT_EQ(Told(answer, "success skipped waiting"), "true 1 2")
-        << "whoever tries again has the songs twice";
+        << "a client that tries again adds the songs twice";
     EXPECT_TRUE(HasAdded());
     for (const char *line : {"addid \"file:///music/1\"", "addid \"file:///music/3\""}) {
         EXPECT_EQ(Count(*mpd, line), 1) << line;
     }
     EXPECT_EQ(Info()["given_up"], 0);
 
-    isSilent_ = true;
+    fails_ = true;
     for (int i = 0; i < 6; ++i) {
         AddSong(queue, "/music/more");
     }
@@ -265,13 +266,13 @@ TEST_F(QueueTest, ASilentMusicPlayerDaemonCostsASong) {
     EXPECT_EQ(Info()["given_up"], 5);
 }
 
-TEST_F(QueueTest, ASlowOrMissingMusicPlayerDaemonKeepsNobodyWaiting) {
+TEST_F(QueueTest, ASlowOrMissingMusicPlayerDaemonIsAnErrorInTime) {
     auto mpd = UseScript([&](const std::string &line) {
-        std::this_thread::sleep_for(isSilent_ ? 2s : 0s);
+        std::this_thread::sleep_for(fails_ ? 2s : 0s);
         return ScriptedMpd::Usual(line);
     });
-    isSilent_ = true;
-    EXPECT_EQ(Info()["reason"], "failed") << "each of its questions in time, both of them not";
+    fails_ = true;
+    EXPECT_EQ(Info()["reason"], "failed") << "each answer came in time, both did not";
     mpd.reset();
     PlaylistInfo queue;
     AddSong(queue, "/music/1");
@@ -280,7 +281,7 @@ TEST_F(QueueTest, ASlowOrMissingMusicPlayerDaemonKeepsNobodyWaiting) {
     EXPECT_EQ(SendToPlayer(VARN_AUDIO_LIST_SERVER, "0 1")["success"], true);
 }
 
-// Where there is a database, it may be that it does not answer.
+// There is a database, which does not answer.
 TEST_F(QueueTest, NoSongWaitsForTheLibrary) {
     const int database = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     ASSERT_TRUE(Bind(database, LocalAddress(At(varn::path::kDatabaseSocket))));

@@ -1,5 +1,5 @@
-// A music player daemon's place on a local socket: it records the lines that it is sent and takes
-// its time, as no real one does when it is asked to.
+// Stands for a music player daemon on a local socket: records the lines that it is sent, and
+// answers by a script, for what no real daemon does on demand.
 #pragma once
 
 #include <sys/stat.h>
@@ -10,15 +10,16 @@ namespace tonvale_test {
 
 class ScriptedMpd {
   public:
-    // What to answer to a line, without its end.
+    // The answer to a line, which is passed without its end.
     using Script = ScriptedTextServer::Script;
+    static constexpr auto kHangUp = ScriptedTextServer::kHangUp;
 
     ScriptedMpd(const std::string &path, Script script)
         : server_(ListenAt(path), {"\n", "OK MPD 0.23.5\n"}, std::move(script)) {}
 
     std::vector<std::string> Lines() const { return server_.Requests(); }
 
-    // What most commands get.
+    // The answer to most commands.
     static std::string Usual(const std::string &line) {
         if (line == "status") {
             return "volume: 50\nrepeat: 0\nrandom: 0\nsingle: 0\nplaylistlength: 0\nstate: stop\n"

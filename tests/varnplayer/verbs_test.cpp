@@ -18,14 +18,14 @@ Finished Player(std::vector<std::string> words) {
 class VerbTest : public PlayerTest {};
 class VerbWithoutPlayerTest : public SystemTest {};
 
-TEST_F(VerbTest, RefusalsAreShown) {
+TEST_F(VerbTest, RefusalsNameTheMistake) {
     PlaylistInfo queue;
     AddSong(queue, MakeSong("one.wav", 30));
     AddSong(queue, scratch() / "missing.wav");
     const std::string file = SaveQueue(queue);
     const Finished added = Player({"add", file});
     EXPECT_EQ(added.status, 0);
-    EXPECT_TRUE(Contains(added.err, "1 added, 1 cannot be played, 0 still to be added"));
+    ExpectSaid(added, "1 added, 1 cannot be played, 0 still to be added");
     const std::pair<std::string, const char *> kCases[] = {
         {"add /nothere", "there is no queue file /nothere"},
         {"add nothere", "absolute path"},
@@ -49,7 +49,7 @@ TEST_F(VerbTest, RefusalsAreShown) {
 
 TEST_F(VerbTest, EveryCommandHasAWord) {
     PlaylistInfo queue;
-    // Too long to be decoded ahead: the daemon can hang where it seeks in a song that is.
+    // Too long to be decoded ahead: in a song that is, the daemon may hang when it seeks.
     AddSong(queue, MakeSong("one.wav", 900));
     AddSong(queue, MakeSong("two\x1B[2J.wav", 900));
     const std::string written = WritableFolder() / "queue";
@@ -91,7 +91,7 @@ TEST_F(VerbTest, EveryCommandHasAWord) {
     EXPECT_EQ(Player({"clear"}).status, 0);
 }
 
-TEST_F(VerbWithoutPlayerTest, ToldByWhy) {
+TEST_F(VerbWithoutPlayerTest, FailuresNameTheReason) {
     ExpectSayings({
         {{"player", "clear"}, 1, "'varnplayer' is one to start"},
         {{"--root", scratch() / std::string(120, 'r'), "player", "info"}, 1, "File name too long"},
@@ -113,7 +113,7 @@ TEST_F(VerbWithoutPlayerTest, ToldByWhy) {
             EXPECT_EQ(ResetCredentialsByName("alice", false), 0);
             const Finished refused = Player({"info"});
             EXPECT_EQ(refused.status, 1);
-            EXPECT_TRUE(Contains(refused.err, "this account")) << refused.err;
+            ExpectSaid(refused, "this account");
         }));
     }
 }
@@ -133,7 +133,7 @@ TEST_F(VerbWithoutPlayerTest, TheSelectedProfileIsSent) {
     EXPECT_TRUE(Contains(Player({"equalizer", "send"}).err, "ten gains"));
 }
 
-TEST_F(VerbWithoutPlayerTest, TheSoundCard) {
+TEST_F(VerbWithoutPlayerTest, TheSoundCardIsShownAndSet) {
     WriteFile("/dev/mixer", "devices=16\nlevel4=12850\n");
     WriteFile(varn::path::kKernelVolume, "77\n");
     ExpectSayings({
@@ -161,7 +161,7 @@ TEST_F(VerbWithoutPlayerTest, SpeakersAreAskedWithoutASystem) {
               "The password is right, or none is needed.\n");
     const Finished silent = ask("::1", "1");
     EXPECT_EQ(silent.status, 1) << silent.err;
-    EXPECT_TRUE(Contains(silent.err, "rtsp://[::1]:1")) << silent.err;
+    ExpectSaid(silent, "rtsp://[::1]:1");
     for (const auto &[host, port] : {std::pair("127.0.0.1", "0"),
                                      {"127.0.0.1", "65536"},
                                      {"host@other", "5000"},

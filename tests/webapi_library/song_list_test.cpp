@@ -68,7 +68,7 @@ TEST_F(SongList, FiltersFindExactlyTheirTag) {
     broken.album = {true, "\xFF"};
     broken.artist = {true, "x"};
     EXPECT_TRUE(Find(broken.GetConditionString()).empty());
-    EXPECT_TRUE(Logged("Failed to exec")) << "a broken condition lets nothing through";
+    EXPECT_TRUE(Logged("Failed to exec")) << "a broken condition must fail";
 }
 
 TEST_F(SongList, CodePages) {
@@ -113,7 +113,7 @@ TEST_F(SongList, OrderTexts) {
     EXPECT_EQ(library.GetSortOrderString("", "DESC"), "album_sort  DESC, disc, track, path");
 }
 
-TEST_F(SongList, OrdersRunAndNonsenseFails) {
+TEST_F(SongList, OrdersWorkAndNonsenseFails) {
     for (const auto &[title, year] : {std::pair{"éa", 3}, {"Eb", 1}, {"f", 2}}) {
         Add({.title = title, .year = year});
     }

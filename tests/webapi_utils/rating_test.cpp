@@ -30,12 +30,10 @@ class SongRating : public LibraryRows {
 
     // A song whose folder exists.
     int AddSong(const std::string &name, bool isVirtual = false, int track = 0) {
-        TrackRow row;
-        row.path = (scratch() / name).string();
-        row.title = name;
-        row.is_virtual = isVirtual;
-        row.track = track;
-        return Add(row);
+        return Add({.path = (scratch() / name).string(),
+                    .title = name,
+                    .track = track,
+                    .is_virtual = isVirtual});
     }
     static fs::path Record(const std::string &name) {
         return scratch() / "@eaDir" / name / "VARNAUDIO_SONG_RATING";
@@ -87,7 +85,7 @@ TEST_F(SongRating, BothStoresAgree) {
     }
 }
 
-TEST_F(SongRating, VirtualTracksKeepTheirsUnderTheirName) {
+TEST_F(SongRating, ATrackKeepsItsStarsUnderItsName) {
     AddSong("cue.flac", true, 3);
     AddSong("cue.flac", true, 12);
     EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, {"music_v_1", "music_p_v_2"}, 3), 1);
@@ -111,7 +109,7 @@ TEST_F(SongRating, WhatIsNoSongIsPassedOver) {
     EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, {}, 3), 0);
     EXPECT_EQ(VARNAudioWebapiSetSongRating(4294967295U, {"music_1"}, 3), 0);
     EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, {"music_1"}, 6), 0);
-    EXPECT_TRUE(Log().empty()) << "refused without a word";
+    EXPECT_TRUE(Log().empty()) << "refused without a line";
     EXPECT_EQ(Table(), Texts({"1 1030 3"}));
 }
 
