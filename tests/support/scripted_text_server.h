@@ -45,7 +45,7 @@ class ScriptedTextServer {
         const std::lock_guard lock(mutex_);
         return requests_;
     }
-    // The requests since the last time.
+    // The requests since the last call.
     std::vector<std::string> TakeRequests() {
         const std::lock_guard lock(mutex_);
         return std::exchange(requests_, {});
@@ -95,7 +95,8 @@ class ScriptedTextServer {
         }
     }
 
-    // One who hangs up lets the end go out with the answer: no client takes it for one who stays.
+    // Before it hangs up, the server sends the answer together with the end of the connection. Else
+    // a client may use the connection for its next request.
     void Say(int client, std::string_view text) const {
         const int flags = MSG_NOSIGNAL | (manners_.hangsUp ? MSG_MORE : 0);
         while (!text.empty() && !stop_) {
