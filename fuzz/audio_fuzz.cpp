@@ -1,6 +1,6 @@
-// Any bytes as an audio file of any format, through all that the indexer reads of one: tags,
-// pictures, the embedded cue sheet. The last byte chooses the name. A song that is taken is clean.
-// No program is asked: what it would say of a file is what the file has from its first brace on.
+// Any bytes as an audio file of every format. The indexer's readers of tags, pictures and embedded
+// cue sheets give clean songs. The last byte chooses the file's name. No program is started: the
+// bytes from the first brace on are its answer.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -34,7 +34,7 @@ class File {
   public:
     File() : fd_(memfd_create("audio", MFD_CLOEXEC)) {
         std::string folder = fs::temp_directory_path() / "audio-fuzz-XXXXXX";
-        Require(fd_ >= 0 && mkdtemp(folder.data()) != nullptr, "there is room for a file");
+        Require(fd_ >= 0 && mkdtemp(folder.data()) != nullptr, "the file and its folder are made");
         folder_ = folder;
         for (const char *name : kNames) {
             fs::create_symlink("/proc/self/fd/" + std::to_string(fd_), folder_ / name);
@@ -66,13 +66,14 @@ void CheckSong(const Song &song) {
     Require(std::all_of(song.genres.begin(), song.genres.end(), isClean), "a genre is clean");
     Require(CleanComment(song.comment) == song.comment, "a comment is clean");
     Require(!song.title.empty() && !song.container.empty(), "a song has a title and a container");
-    Require(std::isfinite(song.duration) && song.duration >= 0, "a duration can be told");
-    Require(song.sampleRate > 0 && song.channels > 0 && song.bitRate >= 0, "audio has a form");
+    Require(std::isfinite(song.duration) && song.duration >= 0, "a duration is a number");
+    Require(song.sampleRate > 0 && song.channels > 0 && song.bitRate >= 0,
+            "audio has a rate and channels");
     Require(song.year >= 0 && song.track >= 0 && song.disc >= 0 && song.pictures >= 0,
             "nothing is negative");
     for (const auto &gain :
          {song.gain.trackGain, song.gain.trackPeak, song.gain.albumGain, song.gain.albumPeak}) {
-        Require(!gain || std::isfinite(*gain), "a gain can be told");
+        Require(!gain || std::isfinite(*gain), "a gain is a number");
     }
 }
 
@@ -89,7 +90,7 @@ void CheckSheet(const Song &song, const std::string &sheet) {
 
 }  // namespace
 
-// In place of the indexer's own.
+// Replaces the indexer's own.
 std::string varnindex::AskProber(int file, std::vector<std::string> /*words*/) {
     std::array<char, 65536> bytes;
     const ssize_t size = pread(file, bytes.data(), bytes.size(), 0);

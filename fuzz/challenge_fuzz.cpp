@@ -1,4 +1,4 @@
-// Any bytes as a speaker's header lines: what is kept is bounded, quoted in its line, and whole.
+// Any bytes as a speaker's header lines: a stored value is bounded and quoted in its line.
 #include <cstdint>
 #include <string_view>
 
@@ -32,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
             CheckValue(line, challenge.realm);
             CheckValue(line, challenge.nonce);
         }
-        Require(challenge.hasJack || !before.hasJack, "a jack stays");
+        Require(challenge.hasJack || !before.hasJack, "a jack is not forgotten");
     }
     return 0;
 }

@@ -1,4 +1,4 @@
-// Any bytes as a cue sheet: a sheet that is taken splits its files in order, into clean songs.
+// Any bytes as a cue sheet: an accepted sheet splits its files into clean songs, in their order.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -34,7 +34,7 @@ void CheckSongs(const CueSheet &sheet, std::size_t index, float duration) {
     file.duration = duration;
     const auto [songs, behindEnd] = SplitSong(file, sheet, index, "sheet.cue");
     Require(songs.size() + behindEnd.size() == sheet.files[index].tracks.size(),
-            "each track is a song or behind the end");
+            "each track is a song or begins after the end");
     for (std::size_t i = 0; i < songs.size(); ++i) {
         Require(!songs[i].song.title.empty(), "a song has a title");
         const bool open = duration <= 0 && i + 1 == songs.size();
@@ -56,7 +56,7 @@ void CheckName(const std::string &name) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    constexpr std::size_t kMostFiles = 8;  // every one takes a look at several names
+    constexpr std::size_t kMostFiles = 8;  // each takes several look-ups
     const std::string_view bytes(reinterpret_cast<const char *>(data), size);
     const std::string text = varn::ToUtf8(bytes);
     Require(varn::IsUtf8(text) && text.find('\r') == std::string::npos, "a text is clean UTF-8");

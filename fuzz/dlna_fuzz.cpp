@@ -1,5 +1,5 @@
-// Any bytes as a server's answer: decoding ends, and gives what a plain reading of the entities
-// gives; the parser takes up what it can, and each node has a value for every key that it lists.
+// Any bytes as a server's answer: the decoder agrees with a plain one, and each node of the parser
+// has a value for every key that it lists.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -38,8 +38,8 @@ void CheckNodes(const ItemList &list) {
     for (const auto &node : list.nodes()) {
         for (std::size_t i = 0; i < node->values.size(); ++i) {
             const auto [key, value] = node->values.at(i);
-            Require(i == 0 || node->values.at(i - 1).first < key, "keys rise");
-            Require(!key.empty(), "a key has a name");
+            Require(i == 0 || node->values.at(i - 1).first < key, "keys are sorted");
+            Require(!key.empty(), "no key is empty");
             Require(value.empty() || node->getValueByKey(std::string(key)) == value,
                     "its own value comes first");
         }

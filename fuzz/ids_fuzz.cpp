@@ -1,4 +1,4 @@
-// Any bytes as an identifier: nothing is read past its end, and what is taken apart goes together
+// Any bytes as an identifier: nothing is read past its end, and its parts make the same identifier
 // again.
 #include <cstdint>
 #include <string>
@@ -17,13 +17,13 @@ void CheckPlaylist(const std::string &id) {
     const bool good = VARNAudioWebapiUtilsParsePlaylistId(id, shared, smart, key) == 1;
     const PlaylistResult result(id);
     const std::string again = result.GetId();
-    Require(again.empty() == (!good || key.empty()), "an id with a key has an id");
+    Require(again.empty() == (!good || key.empty()), "a playlist with a key has an identifier");
     if (!again.empty()) {
         const PlaylistResult second(again);
-        Require(second.GetId() == again, "an id that was made is read back");
+        Require(second.GetId() == again, "an identifier is read back");
         Require(
             second.name + second.path == key && second.smart == smart && second.personal == !shared,
-            "with all its parts");
+            "an identifier keeps its parts");
     }
 }
 
@@ -33,9 +33,9 @@ void CheckStream(const std::string &id) {
     const bool good =
         VARNAudioWebapiUtilsParseRemoteId(id, title, url, artist, album, cover, duration) == 1;
     Require(good == (VARNAudioWebapiUtilsParseRadioId(id, name, radioUrl) == 1),
-            "both look for the same blank");
-    Require(url == radioUrl, "and find the same URL");
-    Require(url.find(' ') == std::string::npos, "which holds none");
+            "both parsers look for the same blank");
+    Require(url == radioUrl, "both parsers find the same URL");
+    Require(url.find(' ') == std::string::npos, "a URL has no blank");
 }
 
 }  // namespace
@@ -52,7 +52,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     VARNAudioGetFullPathFromEncSong(id, "nobody");
     const Tonvale::UrlParser url(id);
     Require(url.scheme.empty() == url.host.empty(), "a URL has both or none");
-    Require(url.host.find_first_of("/?# \r\n") == std::string::npos, "a host is a host");
+    Require(url.host.find_first_of("/?# \r\n") == std::string::npos,
+            "a host ends before the next part of a URL");
     Require(id.ends_with(VARNAudioWebapiUtilsGetFileName(id, false)),
             "a name is the end of a path");
     return 0;

@@ -40,7 +40,7 @@ void CheckKey(std::string_view text, const std::string &key) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    constexpr std::size_t kMostKeys = 8;  // every one takes several passes over the text
+    constexpr std::size_t kMostKeys = 8;  // each takes several passes over the text
     const std::string_view text(reinterpret_cast<const char *>(data), size);
     std::vector<std::string> keys = {"new key"};
     for (const keytext::Entry &entry : keytext::Parse(text)) {

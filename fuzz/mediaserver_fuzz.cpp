@@ -1,5 +1,5 @@
-// Any bytes as what another machine says of itself: the answer to a search, a device's description,
-// a refusal. What is taken from them is an address of HTTP, and clean.
+// Any bytes as another machine's answer to a search, its description, or a refusal. An address that
+// is taken from them is one of HTTP, and texts are clean.
 #include <cstddef>
 #include <cstdint>
 #include <string>

@@ -32,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         Require(position >= before, "a scan goes forward");
         Require(GetByte(reader.get(), position) == data[position], "bytes are the file's");
         if (found != 0) {
-            Require(IsFrame(header) && header.position == position, "a frame is one");
+            Require(IsFrame(header) && header.position == position, "a frame has a valid header");
             Require(data[position] == 0xFF, "a frame begins with its mark");
         }
         ++position;

@@ -1,4 +1,4 @@
-// Any bytes as a request's query: what is understood is clean text, and is read once.
+// Any bytes as a request's query: an accepted value is clean text, and a name comes once.
 #include <algorithm>
 #include <cstdint>
 #include <string>

@@ -32,7 +32,8 @@ void CheckTags(const Tags &tags) {
     for (const std::string_view text : {tags.title, tags.artist, tags.album, tags.genre}) {
         CheckText(text);
     }
-    Require(std::min({tags.duration, tags.year, tags.disc, tags.track}) >= 0, "numbers count");
+    Require(std::min({tags.duration, tags.year, tags.disc, tags.track}) >= 0,
+            "no number is negative");
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Any bytes as a Range field: what is understood lies inside of the answer.
+// Any bytes as a Range field: an accepted range lies inside of the answer.
 #include <cstdint>
 #include <string_view>
 

@@ -1,4 +1,4 @@
-// Runs a fuzz target over every file of a folder: what was once found stays found.
+// Runs a fuzz target over every file of a folder, so that no fault comes back.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -16,7 +16,7 @@ void Replay(const fs::path &file) {
     std::ifstream stream(file, std::ios::binary);
     stream.exceptions(std::ios::badbit | std::ios::failbit);
     const std::string input((std::istreambuf_iterator<char>(stream)), {});
-    // Named first: a target that aborts says no more.
+    // Printed first, because a target that aborts prints nothing more.
     std::printf("%s\n", file.c_str());
     std::fflush(stdout);
     LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t *>(input.data()), input.size());
@@ -24,7 +24,7 @@ void Replay(const fs::path &file) {
 
 }  // namespace
 
-// Ends by an exception where something cannot be read.
+// An exception ends it if a file cannot be read.
 int main(int argc, char **argv) {
     if (argc != 2) {
         std::fprintf(stderr, "usage: %s FOLDER\n", argv[0]);

@@ -1,4 +1,4 @@
-// What every target says when something does not hold.
+// The check of all targets.
 #pragma once
 
 #include <cstdio>

@@ -1,5 +1,5 @@
-// Any bytes as a file of smart playlists: no quote of the file gets out of a literal, every note
-// points into the file, and reading goes on to the end.
+// Any bytes as a file of smart playlists: no quote of the file ends a literal of the condition, and
+// every note points into the file.
 #include <algorithm>
 #include <cctype>
 #include <cstdint>
@@ -35,10 +35,10 @@ void CheckCondition(const std::string &condition) {
                                        std::string_view::npos;
                         }),
             "only the table's names, numbers and operators stand outside");
-    Require(outside.find("--") == std::string::npos, "and no comment");
+    Require(outside.find("--") == std::string::npos, "no comment stands outside");
     Require(std::count(outside.begin(), outside.end(), '(') ==
                 std::count(outside.begin(), outside.end(), ')'),
-            "with balanced brackets");
+            "brackets are balanced");
 }
 
 }  // namespace
@@ -54,7 +54,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     for (const varn::SmartPlaylist &playlist : file.playlists) {
         const bool broken = std::any_of(playlist.notes.begin(), playlist.notes.end(),
                                         [](const auto &note) { return !note.isWarning; });
-        Require(playlist.condition.empty() == broken, "a condition or a reason");
+        Require(playlist.condition.empty() == broken, "a playlist has a condition or an error");
         CheckCondition(playlist.condition);
         if (!broken) {
             const std::string_view own = text.substr(playlist.begin, playlist.end - playlist.begin);

@@ -1,4 +1,3 @@
-
 #include <chrono>
 #include <tuple>
 
@@ -29,7 +28,7 @@ ScriptedSpeaker::Script Asking(const std::string &headers) {
 
 class AirplayTest : public SystemTest {
   protected:
-    // libcurl makes what it keeps for the length of the process, before descriptors are counted.
+    // The first call opens what libcurl keeps open. The base class counts descriptors after it.
     void SetUp() override {
         {
             const Captured quiet(2);
@@ -37,8 +36,8 @@ class AirplayTest : public SystemTest {
         }
         SystemTest::SetUp();
     }
-    void ExpectNeed(const ScriptedSpeaker &speaker, bool known, bool needed) {
-        const PasswordNeed need = IsNeedPassword(kHost, speaker.Port().c_str());
+    static void ExpectNeed(const std::string &port, bool known, bool needed) {
+        const PasswordNeed need = IsNeedPassword(kHost, port.c_str());
         EXPECT_EQ(need.known, known);
         EXPECT_EQ(need.needed, needed);
     }
@@ -48,9 +47,7 @@ TEST_F(AirplayTest, ARealSpeakerKnowsItsPassword) {
     const std::string password = "s3cret 'q\" \xC3\xA9%s";
     const RealSpeaker speaker(scratch(), password);
     const std::string port = speaker.Port();
-    const PasswordNeed need = IsNeedPassword(kHost, port.c_str());
-    EXPECT_TRUE(need.known);
-    EXPECT_TRUE(need.needed);
+    ExpectNeed(port, true, true);
     EXPECT_EQ(TestPassword(kHost, port.c_str(), password.c_str()), AIRPLAY_REACHABLE);
     for (const std::string &wrong : {std::string(), password + " "}) {
         EXPECT_EQ(TestPassword(kHost, port.c_str(), wrong.c_str()), AIRPLAY_PASSWORD);
@@ -70,7 +67,7 @@ TEST_F(AirplayTest, EveryStatusHasItsMeaning) {
     for (const auto &[status, known, needed, tried, log] : kCases) {
         ScriptedSpeaker speaker(Answer(status));
         ClearLog();
-        ExpectNeed(speaker, known, needed);
+        ExpectNeed(speaker.Port(), known, needed);
         EXPECT_EQ(Logged("Failed to get the status of airplay \\[127.0.0.1:" + speaker.Port() +
                          "\\] \\[[23]\\]$"),
                   !known)
@@ -88,9 +85,8 @@ TEST_F(AirplayTest, EveryStatusHasItsMeaning) {
     EXPECT_TRUE(Logged("^.*audiolib/airplay_password:\\d+ Unhandled http code \\[0\\]$"));
 }
 
-// Debian's receiver says 453 to whoever announces a stream while another one is playing, and 200 to
-// OPTIONS all the time: only a scripted one is busy here.
-TEST_F(AirplayTest, BusyOnlyWhenItIsTried) {
+// The real receiver always answers OPTIONS with 200, also while it plays.
+TEST_F(AirplayTest, ASpeakerMayBeBusyAfterItsChallenge) {
     ScriptedSpeaker speaker([](int n) {
         return Answer(n == 0 ? kUnauthorized : "453 Not Enough Bandwidth", kChallenge);
     });
@@ -98,7 +94,7 @@ TEST_F(AirplayTest, BusyOnlyWhenItIsTried) {
     EXPECT_TRUE(Log().empty());
 }
 
-TEST_F(AirplayTest, TheDigestFollowsTheChallenge) {
+TEST_F(AirplayTest, TheRealmAndNonceAreThoseOfTheChallenge) {
     const std::string longest(255, 'r');
     const std::string nonce1023(1023, 'n');
     const std::string jack = "aPPLE-jACK-sTATUS: connected; type=analog\r\n";
@@ -144,8 +140,8 @@ TEST_F(AirplayTest, TheDigestFollowsTheChallenge) {
     EXPECT_TRUE(Log().empty());
 }
 
-// Computed with another program: md5sum over each step's text.
-TEST_F(AirplayTest, TheDigestIsTheProtocols) {
+// The responses were computed with md5sum.
+TEST_F(AirplayTest, TheDigestAnswersTheChallenge) {
     const std::string plain = kChallenge;
     const std::string jack = "Audio-Jack-Status: connected\r\n";
     const std::tuple<std::string, std::string, const char *> kCases[] = {
@@ -164,7 +160,7 @@ TEST_F(AirplayTest, TheDigestIsTheProtocols) {
     }
 }
 
-TEST_F(AirplayTest, AnswersThatAreNone) {
+TEST_F(AirplayTest, InvalidAnswersAreFailures) {
     const std::pair<const char *, std::string> kCases[] = {
         {"no number", "RTSP/1.0 200 OK\r\n\r\n"},
         {"another number", "RTSP/1.0 200 OK\r\nCSeq: 4711\r\n\r\n"},
@@ -194,34 +190,32 @@ TEST_F(AirplayTest, ASilentSpeakerIsGivenFiveSeconds) {
     EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(4900));
 }
 
-// An answer that never ends, that is cut off, or that comes from one who hangs up each time.
-TEST_F(AirplayTest, SpeakersThatStopInTheMiddle) {
+TEST_F(AirplayTest, ASpeakerMayHangUpButNotAnswerWithoutEnd) {
     ScriptedSpeaker closing(Asking(kChallenge), ScriptedSpeaker::kHangUp);
     EXPECT_EQ(TestPassword(kHost, closing.Port().c_str(), "p"), AIRPLAY_REACHABLE);
     EXPECT_EQ(closing.TakeRequests().size(), 2U);
-    // 30 MB of header lines: more than anybody reads.
     std::string endless = "RTSP/1.0 200 OK\r\n";
     while (endless.size() < 30'000'000) {
         endless += "X-Filler: " + std::string(900, 'x') + "\r\n";
     }
     ScriptedSpeaker talker(endless);
-    ExpectNeed(talker, false, false);
+    ExpectNeed(talker.Port(), false, false);
 }
 
-TEST_F(AirplayTest, ProxiesAreForOthers) {
+TEST_F(AirplayTest, NoProxyIsUsed) {
     const std::string proxy = "http://127.0.0.1:" + std::to_string(UnusedPort());
     ScriptedSpeaker speaker(Answer("200 OK"));
     for (const char *variable : {"all_proxy", "ALL_PROXY", "rtsp_proxy"}) {
         setenv(variable, proxy.c_str(), 1);
-        ExpectNeed(speaker, true, false);
+        ExpectNeed(speaker.Port(), true, false);
         unsetenv(variable);
     }
 }
 
-TEST_F(AirplayTest, AnAnswersBodyGoesNowhere) {
+TEST_F(AirplayTest, AnAnswersBodyIsNotPrinted) {
     ScriptedSpeaker speaker(Answer("200 OK", "Content-Length: 4\r\n") + "body");
     testing::internal::CaptureStdout();
-    ExpectNeed(speaker, true, false);
+    ExpectNeed(speaker.Port(), true, false);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 }
 

@@ -1,6 +1,5 @@
-// Stands in for the service discovery that an AirPlay receiver insists on: loaded into it by the
-// tests (LD_PRELOAD), it lets the receiver run on a machine without the discovery's daemon, and
-// announces nothing to anybody's network.
+// An AirPlay receiver does not start without service discovery. The tests preload this library into
+// it. Then it starts without the discovery's daemon and announces nothing to the network.
 namespace {
 
 int nothing;

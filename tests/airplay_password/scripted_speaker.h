@@ -23,7 +23,7 @@ class ScriptedSpeaker {
 
     std::string Port() const { return std::to_string(port_); }
 
-    // The requests since the last time.
+    // The requests since the last call.
     std::vector<std::string> TakeRequests() { return server_.TakeRequests(); }
 
   private:

@@ -30,7 +30,7 @@ class Paths : public SystemTest {
     }
 };
 
-TEST_F(Paths, ShareRelativeToVolume) {
+TEST_F(Paths, APathOfAShareIsResolvedOnItsVolume) {
     using Case = std::tuple<const char *, const char *, const char *, const char *, const char *>;
     for (const auto &[path, full, name, volume, base] :
          {Case{"/music/x.mp3", "/volume1/music/x.mp3", "music", "/volume1", "/volume1/music"},
@@ -50,7 +50,7 @@ TEST_F(Paths, ShareRelativeToVolume) {
     EXPECT_TRUE(Log().empty());
 }
 
-TEST_F(Paths, HomeIsTheNamedUsers) {
+TEST_F(Paths, AHomeIsThatOfTheNamedUser) {
     EXPECT_TRUE(Resolve("/home/music/a.mp3", "bob"));
     EXPECT_EQ(full_, Home("bob") + "/music/a.mp3");
     EXPECT_EQ(name_, "home");
@@ -58,12 +58,12 @@ TEST_F(Paths, HomeIsTheNamedUsers) {
 
     EXPECT_FALSE(Resolve("/home/music/a.mp3", "nobody-here"));
     EXPECT_TRUE(Logged("audiolib/audiofile:[0-9]+ GetUserHomePath fail$"));
-    // Only with the slash behind it: this is a share of that name, and there is none.
+    // Without a slash it is a share of that name, which does not exist.
     EXPECT_FALSE(Resolve("/home"));
     EXPECT_TRUE(Logged("audiolib/audiofile:[0-9]+ VARNShareGet fail$"));
 }
 
-TEST_F(Paths, RefusedWithAWord) {
+TEST_F(Paths, InvalidPathsAreRefusedAndLogged) {
     using Case = std::tuple<const char *, const char *, const char *>;
     for (const auto &[path, user, line] :
          {Case{"", "alice", "audiolib/audiofile:[0-9]+ Bad parameters\\.$"},
@@ -80,12 +80,12 @@ TEST_F(Paths, RefusedWithAWord) {
     }
     EXPECT_FALSE(FullPathGet(nullptr, full_, name_, volume_, base_, "alice"));
     EXPECT_FALSE(Resolve("/" + std::string(5000, 'a') + "/x"));
-    // The share's name is within what is read, the rest is as long as it likes.
+    // Only the share's name has a bound.
     EXPECT_TRUE(Resolve("/music/" + std::string(5000, 'a')));
     EXPECT_EQ(full_.size(), std::string("/volume1/music/").size() + 5000);
 }
 
-TEST_F(Paths, VolumeToShareRelative) {
+TEST_F(Paths, APathOnAVolumeIsTurnedIntoThatOfItsShare) {
     EXPECT_EQ(GetSharePathByVolPath("/volume1/music/a/b.mp3"), "/music/a/b.mp3");
     EXPECT_EQ(GetSharePathByVolPath("/volume1/music"), "/music");
     EXPECT_EQ(GetSharePathByVolPath("/volume2/disk/music2/x"), "/music2/x");
@@ -101,7 +101,7 @@ TEST_F(Paths, VolumeToShareRelative) {
     EXPECT_TRUE(Logged("audiolib/audiofile:[0-9]+ Bad parameter$"));
 }
 
-TEST_F(Paths, EntriesOfPlaylists) {
+TEST_F(Paths, APlaylistsEntryIsRelativeToItsFolder) {
     const std::string longest(4095 - 3, 'n');
     for (const auto &[entry, path] : {std::pair<std::string, std::string>("x.mp3", "/m/x.mp3"),
                                       {"../b/./x", "/b/x"},
@@ -114,7 +114,7 @@ TEST_F(Paths, EntriesOfPlaylists) {
     }
 }
 
-TEST_F(Paths, HomeMusicFolder) {
+TEST_F(Paths, TheMusicOfAHomeIsFoundThroughLinks) {
     const std::string alice = fs::canonical(Home("alice")).string();
     EXPECT_EQ(GetHomeMusicPath("alice"), alice + "/music");
     fs::rename(Home("bob"), scratch() / "moved");

@@ -1,8 +1,6 @@
 #include <json/value.h>
-#include <sys/resource.h>
 
-#include <csignal>
-
+#include "platform/child.h"
 #include "support/fixture.h"
 #include "tonvale/settings.h"
 #include "varn/systempath.h"
@@ -36,7 +34,7 @@ class Preferences : public SystemTest {
     }
 };
 
-TEST_F(Preferences, DefaultsWhereNothingUsableIsStored) {
+TEST_F(Preferences, DamagedEntriesGiveTheDefaults) {
     for (const char *users :
          {"{}", "[]", "7", "\"text\"", "null", "{\"1030\": 5}", "{\"1030\": []}", "{\"1031\": {}}",
           "{\"1030\": {\"prefer_using_html5\": \"false\", \"support_transcode_mp3\": 0,"
@@ -51,7 +49,7 @@ TEST_F(Preferences, DefaultsWhereNothingUsableIsStored) {
     ExpectDefaults(kAlice);
 }
 
-TEST_F(Preferences, EachUserKeepsTheirOwn) {
+TEST_F(Preferences, AreStoredForEachUser) {
     Users("{\"1030\": {\"usb\": true}, \"1031\": 5}");
     EXPECT_TRUE(SetUserTranscodeMp3(kAlice, false));
     EXPECT_TRUE(SetPreferHtml5(kAlice, false));
@@ -73,7 +71,7 @@ TEST_F(Preferences, EachUserKeepsTheirOwn) {
     EXPECT_FALSE(users["-2"]["prefer_using_html5"].asBool());
 }
 
-TEST_F(Preferences, BrowseTypesOutsideTheTwoAreStoredEmpty) {
+TEST_F(Preferences, OtherBrowseTypesAreStoredEmpty) {
     Users("{}");
     EXPECT_TRUE(SetUserBrowsePersonalLibraryType(kAlice, static_cast<_tag_BROWSE_LIBRARY_TYPE>(2)));
     EXPECT_EQ(Stored()["1030"]["browse_personal_library"].asString(), "");
@@ -96,15 +94,10 @@ TEST_F(Preferences, NothingIsWrittenOverAFileThatCannotBeLoaded) {
 TEST_F(Preferences, AFailedSaveIsReported) {
     constexpr rlim_t kRoom = 50000;
     Users("{\"note\": \"" + std::string(2 * kRoom, 'x') + "\"}");
-    rlimit whole = {};
-    getrlimit(RLIMIT_FSIZE, &whole);
-    const rlimit small = {kRoom, whole.rlim_max};
-    std::signal(SIGXFSZ, SIG_IGN);
-    setrlimit(RLIMIT_FSIZE, &small);
-    const bool saved = SetPreferHtml5(kAlice, false);
-    setrlimit(RLIMIT_FSIZE, &whole);
-    std::signal(SIGXFSZ, SIG_DFL);
-    EXPECT_FALSE(saved);
+    EXPECT_TRUE(HoldsInChild([&] {
+        LimitFiles(kRoom);
+        EXPECT_FALSE(SetPreferHtml5(kAlice, false));
+    }));
     EXPECT_TRUE(Logged("audiolib/json_util:[0-9]+ Failed to fwrite, \\[File too large\\]$"));
     EXPECT_TRUE(Logged("audiolib/audiofile:[0-9]+ Save json file .*/audio\\.users failed$"));
 }
@@ -121,7 +114,7 @@ TEST_F(Preferences, TranscodingCountsOnlyWhereThePackageOffersIt) {
     fs::remove(At(varn::path::kPackageDefaultConf));
     EXPECT_TRUE(GetUserTranscodeMp3(kAlice));
     EXPECT_FALSE(SetUserTranscodeMp3(kAlice, true));
-    EXPECT_FALSE(Stored()["1030"]["support_transcode_mp3"].asBool()) << "written all the same";
+    EXPECT_FALSE(Stored()["1030"]["support_transcode_mp3"].asBool()) << "it was written";
 }
 
 TEST_F(Preferences, VirtualLibrariesNeedABuildAbove5515) {

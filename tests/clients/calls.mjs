@@ -1,4 +1,4 @@
-// Calls everything that the package subsonic-api has, and compares how it ends.
+// Makes every call that the package subsonic-api has, and compares its outcome.
 // node calls.mjs URL USER KEY get|post
 import SubsonicAPI from 'subsonic-api';
 
@@ -13,7 +13,7 @@ const share = (await api.createShare({ id, description: `shared by ${way}` })).s
 const stations = async () => (await api.getInternetRadioStations())
     .internetRadioStations.internetRadioStation;
 
-// A call's arguments, and where it is refused the code; in the order in which they are called.
+// The arguments of a call, and its code if it must be refused; in the order of the calls.
 const CALLS = {
     ping: [], getLicense: [], getOpenSubsonicExtensions: [], getMusicFolders: [], getIndexes: [],
     getMusicDirectory: [{ id: song.parent }], getGenres: [], getArtists: [],
@@ -54,7 +54,7 @@ const CALLS = {
     deleteBookmark: [{ id }], savePlayQueue: [{ id: [id], current: id, position: 5 }],
     getPlayQueue: [], getScanStatus: [], startScan: [],
 };
-// What is no call of the protocol.
+// Names that are no call of the protocol.
 const OTHERS = /^(constructor|custom|customJSON|baseURL|\w+Session)$/;
 
 // The code that a call was refused with, -1 for none.
@@ -74,7 +74,7 @@ async function codeOf(name, given) {
 let wrong = 0;
 for (const name of Object.getOwnPropertyNames(SubsonicAPI.prototype)) {
     if (!OTHERS.test(name) && !(name in CALLS)) {
-        console.log(`${name}: nobody calls it here`);
+        console.log(`${name}: this script does not call it`);
         wrong += 1;
     }
 }

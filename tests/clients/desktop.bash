@@ -1,6 +1,6 @@
-# What the desktop clients have in common. Sourced by them.
+# What the desktop clients have in common. Their scripts source it.
 
-# use PACKAGE CONFIGURATION COMMAND...: installs a client, configures it with what comes on standard
+# use PACKAGE CONFIGURATION COMMAND...: installs a client, writes its configuration from standard
 # input, and starts it on a screen of its own, without a sound. It ends with the script.
 use() {
     install_packages "$1" xvfb xdotool dbus sqlite3 >>"$scratch/log" 2>&1 || exit 1
@@ -18,17 +18,17 @@ use() {
     until_true 30 test -s "$HOME/display" || exit 1
     DISPLAY=:$(<"$HOME/display")
     export DISPLAY
-    # The session takes the bus along, and what the client and the bus start.
+    # The bus and all that it and the client start are in one session, which is ended as a whole.
     setsid dbus-run-session -- "${@:3}" >>"$scratch/log" 2>&1 &
     client=$!
 }
 
-# asked_for ENDPOINT: whether the client was answered by it.
+# asked_for ENDPOINT: whether the server has answered the client there.
 asked_for() {
     grep -qx "$1" "$record"
 }
 
-# asks_for ENDPOINT...: waits until the client was answered by each of them.
+# asks_for ENDPOINT...: waits until the server has answered the client at each of them.
 asks_for() {
     local endpoint
     for endpoint in "$@"; do
@@ -45,7 +45,7 @@ has_all_songs() {
         $("$tonvale" songs --limit 1 --json | grep -oP '"total":\K\d+')))
 }
 
-# until_all_songs DATABASE: waits for that.
+# until_all_songs DATABASE: waits until it has all songs.
 until_all_songs() {
     if ! until_true 60 has_all_songs "$1"; then
         echo "it does not have all songs"

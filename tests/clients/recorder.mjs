@@ -1,4 +1,4 @@
-// Hands requests on to a server and keeps what succeeded, an endpoint a line.
+// Passes requests on to a server and writes a line for each answer: the endpoint, and "refused".
 // node recorder.mjs PORT SERVER_PORT FILE
 import { appendFileSync } from 'node:fs';
 import { createServer, request } from 'node:http';

@@ -1,6 +1,3 @@
-#include <signal.h>
-#include <sys/time.h>
-
 #include <chrono>
 #include <cstring>
 #include <functional>
@@ -126,19 +123,19 @@ TEST_F(CommandTest, AnAnswerIsCutToTheBuffer) {
         EXPECT_EQ(std::strlen(out.c_str()), static_cast<std::size_t>(size - 1));
         EXPECT_EQ(out[static_cast<std::size_t>(size)], '#') << "written past its end";
     }
-    // The buffer for answers that nobody wants is no smaller.
+    // A command without an answer has a buffer of its own.
     EXPECT_EQ(VARNAudioDeleteAll(), 8191);
     EXPECT_EQ(Ask(nullptr, 8), -1);
     EXPECT_EQ(Ask(out.data(), 0), -1);
 }
 
-TEST_F(CommandTest, ADaemonThatIsNotThereFailsAtOnce) {
+TEST_F(CommandTest, AMissingDaemonFailsAtOnce) {
     char out[8] = "before";
     EXPECT_EQ(VARNAudioPlayerInfo(out, sizeof out), -1);
     EXPECT_STREQ(out, "");
     EXPECT_EQ(errno, ENOENT);
     EXPECT_EQ(VARNAudioJump(1), -1);
-    // The socket that a daemon left behind.
+    // A daemon that ended has left its socket.
     const std::string path = At(varn::path::kPlayerSocket);
     close(DomainSocketCreate(path.c_str(), 1));
     EXPECT_EQ(Ask(out, sizeof out), -1);
@@ -147,7 +144,7 @@ TEST_F(CommandTest, ADaemonThatIsNotThereFailsAtOnce) {
     unlink(path.c_str());
 }
 
-TEST_F(CommandTest, ADaemonThatEndsEarly) {
+TEST_F(CommandTest, AnAnswerEndsWithTheConnection) {
     {
         ScriptedDaemon silent("");
         char out[8] = "before";
@@ -165,7 +162,7 @@ TEST_F(CommandTest, ADaemonThatEndsEarly) {
         EXPECT_EQ(Ask(out, sizeof out), 13);
         EXPECT_STREQ(out, "one two three");
     }
-    // One that goes before it has read the message: the kernel tells of what was lost.
+    // A daemon that ends before it has read the message: the kernel reports the loss.
     const std::string path = At(varn::path::kPlayerSocket);
     const int listener = DomainSocketCreate(path.c_str(), 1);
     std::thread dying([&] {

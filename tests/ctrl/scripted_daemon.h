@@ -30,7 +30,7 @@ class ScriptedDaemon {
           listener_(DomainSocketCreate(SystemPath(varn::path::kPlayerSocket).c_str(), 5)),
           thread_([this] { Serve(); }) {
         EXPECT_GE(listener_, 0);
-        // Handlers run as the package, which the socket is not for by itself.
+        // The socket is made for root alone, and handlers run as the package.
         const std::filesystem::path socket = SystemPath(varn::path::kPlayerSocket);
         struct stat folder {};
         EXPECT_EQ(stat(socket.parent_path().c_str(), &folder), 0);
@@ -53,7 +53,7 @@ class ScriptedDaemon {
                static_cast<ssize_t>(text.size());
     }
 
-    // Every byte of the messages since the last time, one text a client.
+    // The messages since the last call, one for each client.
     std::vector<std::string> TakeMessages() {
         const std::lock_guard lock(mutex_);
         return std::exchange(messages_, {});

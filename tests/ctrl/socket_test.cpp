@@ -4,12 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <chrono>
 #include <cstring>
 #include <fstream>
-#include <future>
-#include <vector>
 
 #include "platform/child.h"
 #include "support/fixture.h"
@@ -26,7 +22,7 @@ class ChannelTest : public SystemTest {
     static bool ClosesOnExec(int fd) { return (fcntl(fd, F_GETFD) & FD_CLOEXEC) != 0; }
 };
 
-TEST_F(ChannelTest, LocalSocketTakesThePlaceAndGetsItsOwner) {
+TEST_F(ChannelTest, ALocalSocketReplacesAFileAndGetsItsOwner) {
     const std::string path = scratch() / "player's \"socket\"";
     std::ofstream(path) << "a file that was there";
     const int listener = DomainSocketCreate(path.c_str(), 3);
@@ -53,7 +49,7 @@ TEST_F(ChannelTest, LocalSocketTakesThePlaceAndGetsItsOwner) {
     }
 }
 
-TEST_F(ChannelTest, LocalSocketThatCannotBeMade) {
+TEST_F(ChannelTest, ALocalSocketThatCannotBeMadeIsLogged) {
     const std::string missing = scratch() / "missing/socket";
     EXPECT_EQ(DomainSocketCreate(missing.c_str(), 3), -1);
     EXPECT_TRUE(Logged("socket:\\d+ Failed to bind socket\\.$"));
@@ -64,7 +60,7 @@ TEST_F(ChannelTest, LocalSocketThatCannotBeMade) {
     EXPECT_EQ(DomainSocketCreate("", 3), -1);
     EXPECT_EQ(Log().size(), 2U);
     EXPECT_TRUE(Logged("socket:\\d+ Bad parameter$"));
-    // An address holds 107 bytes: what is longer ends up under a shorter name.
+    // An address holds 107 bytes. A longer name is cut.
     const std::string tooLong = scratch() / std::string(150, 's');
     const int listener = DomainSocketCreate(tooLong.c_str(), 3);
     EXPECT_GE(listener, 0);
@@ -72,7 +68,7 @@ TEST_F(ChannelTest, LocalSocketThatCannotBeMade) {
     close(listener);
 }
 
-TEST_F(ChannelTest, RemoteControlSocketTakesTheNextFreePort) {
+TEST_F(ChannelTest, ARemoteControlSocketTakesTheNextFreePort) {
     int port = 20000 + static_cast<int>(getpid() % 20000);
     const int asked = port;
     const int first = DACPSocketCreate(&port, 1);
@@ -93,7 +89,7 @@ TEST_F(ChannelTest, RemoteControlSocketTakesTheNextFreePort) {
     close(second);
 }
 
-TEST_F(ChannelTest, RemoteControlSocketRunsOutOfPorts) {
+TEST_F(ChannelTest, ARemoteControlSocketFailsWithoutAFreePort) {
     int last = 65535;
     const int taken = DACPSocketCreate(&last, 1);
     ClearLog();
@@ -110,7 +106,7 @@ TEST_F(ChannelTest, RemoteControlSocketRunsOutOfPorts) {
     }
 }
 
-TEST_F(ChannelTest, AcceptRefusesWhatIsNoListener) {
+TEST_F(ChannelTest, AcceptFailsOnOtherDescriptors) {
     EXPECT_EQ(SocketAccept(-1), -1);
     EXPECT_TRUE(Logged("socket:\\d+ Bad parameter$"));
     ClearLog();
@@ -123,15 +119,15 @@ TEST_F(ChannelTest, AcceptRefusesWhatIsNoListener) {
     EXPECT_TRUE(Logged("Failed to accept client\\. \\[Bad file descriptor"));
 }
 
-TEST_F(ChannelTest, SocketsThatCannotBeHad) {
+TEST_F(ChannelTest, SocketsFailWithoutRightsOrDescriptors) {
     EXPECT_TRUE(HoldsInChild([&] {
-        int lowest = 0;  // of the ports that anybody may have
+        int lowest = 0;  // of the ports for every account
         std::ifstream("/proc/sys/net/ipv4/ip_unprivileged_port_start") >> lowest;
         if (IsRoot() && lowest > 80) {
             ResetCredentialsByName("alice", false);
             int port = 80;
             EXPECT_EQ(DACPSocketCreate(&port, 1), -1);
-            EXPECT_EQ(port, 80) << "went on from a port that is not taken but forbidden";
+            EXPECT_EQ(port, 80) << "a forbidden port is not a taken one";
             EXPECT_TRUE(Logged("socket:\\d+ Failed to bind port 80\\.$"));
         }
         rlimit none = {0, 0};
@@ -163,14 +159,14 @@ TEST_F(ChannelTest, SharedMemoryIsSharedUntilItIsRemoved) {
     EXPECT_EQ(state.shm_segsz, static_cast<std::size_t>(kSize));
 
     ClearLog();
-    // A segment of another size: larger is refused, and nothing below 0 is a size.
+    // More than the size of the segment is refused, and so is a negative size.
     for (const int size : {kSize + 1, -1}) {
         EXPECT_EQ(VARNAudioShmAttach(key, size, 1), nullptr);
         EXPECT_EQ(VARNAudioShmRemove(key, size), -1);
     }
     EXPECT_TRUE(Logged("shm:\\d+ Get shared memory fail\\. Might not exist\\.\\(Invalid"));
     EXPECT_EQ(VARNAudioShmRemove(key, kSize), 0);
-    EXPECT_STREQ(second + kSize / 2 - 10, "shared") << "gone while it was mapped";
+    EXPECT_STREQ(second + kSize / 2 - 10, "shared") << "it went while it was mapped";
     EXPECT_EQ(VARNAudioShmDetach(first), 0);
     EXPECT_EQ(VARNAudioShmDetach(second), 0);
     ClearLog();

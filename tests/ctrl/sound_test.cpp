@@ -35,23 +35,25 @@ class SoundTest : public SystemTest {
         return text.find("level" + std::to_string(channel) + "=\"" + std::to_string(level) +
                          "\"\n") != std::string::npos;
     }
-    // A device that opens and knows nothing of mixers.
+    // A device that opens but is no mixer.
     static void PlugInDeaf(int card) {
         fs::create_directories(At("/dev"));
         fs::create_symlink("/dev/null", At(MixerPath(card)));
     }
     static void Configure(const std::string &text) { WriteFile(varn::path::kPackageConf, text); }
 
-    // What reading as root gives; it leaves the process as somebody else.
+    // In a child, because the call reads as root and leaves the process as the package.
     static void ExpectInChild(int (*call)() noexcept, int expected, const char *what) {
         EXPECT_TRUE(HoldsInChild([&] { EXPECT_EQ(call(), expected) << what; }));
     }
 };
 
-TEST_F(SoundTest, EqualizerProfiles) {
+TEST_F(SoundTest, TheEqualizerProfileIsFoundByItsName) {
     const std::string on = "audio_enable_equalizer=\"yes\"\naudio_default_equalizer=\"Rock2\"\n";
     const std::string missing = "missing";
     const std::string folder = "folder";
+    const std::string failedToOpen = "-1 before ctrl:# Failed to open the system EQ profile [" +
+                                     At(varn::path::kSystemEqualizer).string() + "].\n";
     // The configuration, the system's profiles and the user's; what is returned, written and
     // logged.
     using Case = std::array<std::string, 4>;
@@ -63,7 +65,7 @@ TEST_F(SoundTest, EqualizerProfiles) {
           Case{"audio_enable_equalizer=yes\naudio_default_equalizer=\n", ":1\n", "", "0 before"},
           Case{on, "Pop:9\nRock2: 1 2 -3.5 \t\r\n", "Rock2:8\n", "1 1 2 -3.5"},
           Case{on, "Pop:9\n", "Rock2:8", "1 8"}, Case{on, "Pop:9\n", "rock2:8\n", "0 before"},
-          Case{on, "Rock:1\nRock2:2\n", "", "1 1"},  // a name that begins it
+          Case{on, "Rock:1\nRock2:2\n", "", "1 1"},  // the beginning of the name
           Case{on, "Rock23:1\nRock2:2\n", "", "1 2"},
           Case{on, "Rock2:a:1\nRock2:2\n", "", "1 2"},  // the last colon
           Case{on, "Rock2:  \n", "", "1 "},
@@ -74,13 +76,8 @@ TEST_F(SoundTest, EqualizerProfiles) {
           Case{on, std::string(1100, 'x') + ":1\nRock2:2\n", "",
                "-1 before ctrl:# The EQ profile [" + std::string(1023, 'x') + "] is illegal.\n"},
           Case{on, "Pop:1\n", "Rock2\n", "-1 before ctrl:# The EQ profile [Rock2] is illegal.\n"},
-          Case{on, "Pop:1\n", missing, "-1 before"},
-          Case{on, missing, "Rock2:3\n",
-               "-1 before ctrl:# Failed to open the system EQ profile [" +
-                   At(varn::path::kSystemEqualizer).string() + "].\n"},
-          Case{on, folder, "Rock2:3\n",
-               "-1 before ctrl:# Failed to open the system EQ profile [" +
-                   At(varn::path::kSystemEqualizer).string() + "].\n"}}) {
+          Case{on, "Pop:1\n", missing, "-1 before"}, Case{on, missing, "Rock2:3\n", failedToOpen},
+          Case{on, folder, "Rock2:3\n", failedToOpen}}) {
         Configure(conf);
         for (const auto &[path, text] : {std::pair(varn::path::kSystemEqualizer, &system),
                                          std::pair(varn::path::kUserEqualizer, &user)}) {
@@ -100,7 +97,7 @@ TEST_F(SoundTest, EqualizerProfiles) {
     }
 }
 
-TEST_F(SoundTest, TheHighestCardIsTheCard) {
+TEST_F(SoundTest, TheCardIsTheOneWithTheHighestNumber) {
     char mixer[16] = "before";
     char dsp[16] = "before";
     EXPECT_EQ(VARNAudioCardGet(mixer, sizeof mixer, dsp, sizeof dsp), -1);
@@ -118,7 +115,7 @@ TEST_F(SoundTest, TheHighestCardIsTheCard) {
     EXPECT_STREQ(dsp, "/dev/dsp7");
 }
 
-TEST_F(SoundTest, ConfiguredVolume) {
+TEST_F(SoundTest, TheConfiguredVolumeIsBetween0And100) {
     EXPECT_EQ(VARNAudioConfVolumeGet(), -1) << "nothing configured";
     const std::pair<const char *, int> kCases[] = {
         {"", -1},    {"loud", -1}, {"42", 42}, {"\" 7%\"", 7}, {"-5", 0}, {"00000000000000042", 0},
@@ -139,7 +136,7 @@ TEST_F(SoundTest, ConfiguredVolume) {
     EXPECT_EQ(VARNAudioConfVolumeSet(5), -1);
 }
 
-TEST_F(SoundTest, SettingReachesEveryMixer) {
+TEST_F(SoundTest, SettingTheVolumeReachesEveryMixer) {
     EXPECT_EQ(VARNAudioKernelVolumeSet(50), -1) << "no card";
     PlugInDeaf(5);
     EXPECT_EQ(VARNAudioKernelVolumeSet(50), -1) << "a device that refuses";
@@ -154,7 +151,7 @@ TEST_F(SoundTest, SettingReachesEveryMixer) {
     }
 }
 
-TEST_F(SoundTest, ReadingAsksTheHighestCard) {
+TEST_F(SoundTest, ReadingTheVolumeAsksTheHighestCard) {
     const std::tuple<const char *, int, int, int, int, int> kCases[] = {
         {"both sides", kPcm, 4, 80 << 8 | 40, 60, 1},
         {"rounded down", kPcm, 4, 1 << 8 | 2, 1, 1},
@@ -176,7 +173,7 @@ TEST_F(SoundTest, ReadingAsksTheHighestCard) {
     ExpectInChild(VARNAudioCheckHardwareMixer, -1, "a device that refuses");
 }
 
-TEST_F(SoundTest, ReadingRunsAsRootAndEndsAsThePackage) {
+TEST_F(SoundTest, ReadingTheVolumeRunsAsRootAndEndsAsThePackage) {
     if (!IsRoot()) {
         GTEST_SKIP() << "needs root's rights";
     }
@@ -194,7 +191,7 @@ TEST_F(SoundTest, ReadingRunsAsRootAndEndsAsThePackage) {
     }
 }
 
-TEST_F(SoundTest, VolumesAreKeptInStep) {
+TEST_F(SoundTest, EachVolumeIsCopiedToTheOther) {
     EXPECT_EQ(VARNAudioVolumeSyncConf(), -1) << "no kernel volume";
     EXPECT_EQ(VARNAudioVolumeSyncKernel(), -1) << "no configured volume";
     const std::pair<const char *, int> kCases[] = {
@@ -215,7 +212,7 @@ TEST_F(SoundTest, VolumesAreKeptInStep) {
     EXPECT_TRUE(HasLevel(0, 4, 66 * 257));
 }
 
-TEST_F(SoundTest, HighResolution) {
+TEST_F(SoundTest, HighResolutionIsAFormatOfTheHighestCard) {
     EXPECT_EQ(VARNAudioCheckHardwareSupportHighRes(), -1) << "no card";
     const auto check = [](int card, const std::string &text) {
         WriteFile("/proc/asound/card" + std::to_string(card) + "/stream0", text);
@@ -229,13 +226,13 @@ TEST_F(SoundTest, HighResolution) {
     for (const std::string &low : {std::string("  Rates: 24000, 32000\n  Format: S16_LE\n"),
                                    std::string("  format: S32_LE\n"), std::string(),
                                    "Format" + std::string(56, ' ') + "24\n"}) {
-        EXPECT_EQ(check(1, low), -1) << low;  // the last one is parted by the reader's line
+        EXPECT_EQ(check(1, low), -1) << low;  // the last is cut where the reader's line ends
     }
     EXPECT_EQ(check(1, "Format: S32_LE\n") + check(0, "Format: S16_LE\n"), 0);
     fs::create_directories(At("/proc/asound/card4"));
     EXPECT_EQ(VARNAudioCheckHardwareSupportHighRes(), -1) << "the highest card has no stream";
-    EXPECT_TRUE(Log().empty()) << "a program complained to the caller's standard error";
-    // More than a pipe holds, answered by its first line.
+    EXPECT_TRUE(Log().empty()) << "the program wrote to this process's standard error";
+    // The first line answers, and the rest is more than a pipe holds.
     std::string many = "Format: S24_LE\n";
     for (int i = 0; i < 14; ++i) {
         many += many;

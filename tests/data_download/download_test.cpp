@@ -11,7 +11,6 @@ namespace {
 using namespace tonvale_test;
 using Tonvale::DataDownload;
 
-// An answer by its path.
 HttpReply Answer(const HttpRequest &request) {
     const auto to = [](const std::string &place) {
         return Reply("moved", "302 Found", "Location: " + place + "\r\n");
@@ -57,7 +56,7 @@ class DownloadTest : public SystemTest {
         SystemTest::TearDown();
     }
 
-    // Fetches into memory and tells whether nothing was written after a failure.
+    // Fetches into memory, and expects nothing to be written after a failure.
     int Fetch(DataDownload &download, std::string &out) const {
         out = "before";
         const int result = download.Download(out);
@@ -68,7 +67,7 @@ class DownloadTest : public SystemTest {
     std::optional<ScriptedHttp> server_;
 };
 
-TEST_F(DownloadTest, FetchesAndTellsAboutIt) {
+TEST_F(DownloadTest, FetchesAndDescribesTheContent) {
     const std::string longName = "/long/" + std::string(300, 'n');
     const std::tuple<std::string, std::string, double, std::string, std::string> kCases[] = {
         {"/plain", "content", 7, "text/plain; charset=x", "plain"},
@@ -94,7 +93,7 @@ TEST_F(DownloadTest, FetchesAndTellsAboutIt) {
     EXPECT_TRUE(Log().empty());
 }
 
-TEST_F(DownloadTest, FailsAndTellsNothing) {
+TEST_F(DownloadTest, DescribesNothingAfterAFailure) {
     const std::pair<const char *, int> kCases[] = {
         {"/missing", 404},  {"/error", 500},  {"/part", 206},  {"/nothing", 204}, {"/nowhere", 302},
         {"/loop", -1},      {"/to-file", -1}, {"/to-ftp", -1}, {"/cut", -1},      {"/reset", -1},
@@ -125,7 +124,7 @@ TEST_F(DownloadTest, WritesFiles) {
     std::ofstream(path) << "something longer than the content";
     EXPECT_EQ(download.CurlExec(path.c_str()), DataDownload::kSuccess);
     EXPECT_EQ(ReadFile(path), "content");
-    // What cannot be written to is not asked for.
+    // No request is sent for a file that cannot be written.
     const std::size_t asked = server_->Requests().size();
     for (const std::string &bad : {(scratch() / "no" / "folder").string(), scratch().string(),
                                    std::string(), std::string(5000, 'x')}) {
@@ -143,7 +142,7 @@ TEST_F(DownloadTest, WritesFiles) {
     EXPECT_EQ(download.CurlExec(path.c_str()), DataDownload::kSuccess) << "used again";
 }
 
-TEST_F(DownloadTest, ForgetsWhatAnEarlierRunTold) {
+TEST_F(DownloadTest, ForgetsTheContentOfAnEarlierRun) {
     int runs = 0;
     const ScriptedHttp server([&](const HttpRequest &) {
         return ++runs == 1 ? Reply("content") : Reply("oops", "500 Internal Server Error");

@@ -1,21 +1,14 @@
 // A real media server from Debian on loopback, with its files in a folder of the test.
 #pragma once
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <optional>
 #include <string>
-#include <thread>
-#include <vector>
 
+#include "support/eventually.h"
 #include "support/sockets.h"
 #include "support/spawn.h"
 #include "tonvale/dlna.h"
@@ -33,46 +26,29 @@ class MediaServer {
                             << "\nlog_dir=" << home.string()
                             << "\ninotify=no\nfriendly_name=Tones\nminissdpdsocket="
                             << home.string() << "/none\n";
-        // In a group of its own, because a server has helpers; it does not outlive this process,
-        // however that ends.
-        const int log = open((home / "log").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-        pid_ = Spawn("/usr/bin/setsid",
-                     {"setsid", "setpriv", "--pdeathsig", "KILL", "/usr/sbin/minidlnad", "-S", "-f",
-                      conf, "-P", home / "pid"},
-                     {"PATH=/usr/bin:/bin", "LC_ALL=C.UTF-8", "HOME=" + home.string()},
-                     {{log, 0}, {log, 1}, {log, 2}});
-        close(log);
+        program_.emplace(
+            std::vector<std::string>{"/usr/sbin/minidlnad", "-S", "-f", conf, "-P", home / "pid"},
+            std::vector<std::string>{"PATH=/usr/bin:/bin", "LC_ALL=C.UTF-8",
+                                     "HOME=" + home.string()},
+            home / "log");
     }
-    ~MediaServer() {
-        if (pid_ > 0) {
-            kill(-pid_, SIGKILL);
-            kill(pid_, SIGKILL);  // which may not have its group yet
-            waitpid(pid_, nullptr, 0);
-        }
-    }
-    MediaServer(const MediaServer &) = delete;
-    MediaServer &operator=(const MediaServer &) = delete;
 
     std::string ControlUrl() const {
         return "http://127.0.0.1:" + std::to_string(port_) + "/ctl/ContentDir";
     }
 
-    // The container of all tracks. Waits until there are that many in it; "" when that never is.
+    // The id of the container of all songs. Waits until it holds that many.
     std::string AllTracks(std::size_t count) const {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(2);
-        while (std::chrono::steady_clock::now() < end) {
-            const std::string container = Container();
+        std::string container;
+        EXPECT_TRUE(Eventually([&] {
+            container = Container();
             DMAParser page;
-            if (!container.empty() && Children(container, static_cast<int>(count) - 1, 1, page) &&
-                page.items.nodes().size() == 1) {
-                return container;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        }
-        std::ostringstream log;
-        log << std::ifstream(home_ / "log").rdbuf();
-        ADD_FAILURE() << "the server does not answer:\n" << log.str();
-        return "";
+            return !container.empty() &&
+                   Children(container, static_cast<int>(count) - 1, 1, page) &&
+                   page.items.nodes().size() == 1;
+        })) << "the server does not answer:\n"
+            << std::ifstream(home_ / "log").rdbuf();
+        return container;
     }
 
     // One page. False when the server does not answer it.
@@ -106,7 +82,7 @@ class MediaServer {
 
     std::filesystem::path home_;
     int port_;
-    pid_t pid_ = -1;
+    std::optional<Background> program_;
 };
 
 }  // namespace tonvale_test

@@ -1,4 +1,3 @@
-#include <chrono>
 #include <cstdlib>
 #include <tuple>
 
@@ -21,7 +20,7 @@ Json::Value Printed(std::vector<std::string> words) {
     return JsonOf(words);
 }
 
-// What the servers that answer say of themselves.
+// The descriptions of the servers that answer.
 std::map<std::string, HttpReply> Pages() {
     return {
         {"/a.xml", Reply(Description(Device("Bob's \x1B & <\xC3\xA4>", "uuid:a", "")))},
@@ -45,7 +44,7 @@ std::map<std::string, HttpReply> Pages() {
 
 using MediaServerTest = SystemTest;
 
-TEST_F(MediaServerTest, ListsWhatAnswers) {
+TEST_F(MediaServerTest, ListsTheServersThatAnswer) {
     const ScriptedHttp web([pages = Pages()](const HttpRequest &request) {
         const auto page = pages.find(request.target);
         return page != pages.end() ? page->second : Reply("", "404 Not Found");
@@ -85,7 +84,7 @@ TEST_F(MediaServerTest, ListsWhatAnswers) {
                                     "urn:schemas-upnp-org:service:ContentDirectory:1\r\n\r\n");
 }
 
-// Other machines' servers can be asked where no system of ours is installed.
+// The command works without a root.
 TEST_F(MediaServerTest, RefusesWhatItCannotUse) {
     const std::string root = getenv("TONVALE_ROOT");
     unsetenv("TONVALE_ROOT");
@@ -107,7 +106,7 @@ TEST_F(MediaServerTest, RefusesWhatItCannotUse) {
         {{"list", "--wait", "0"}, 2, "from 1"},
         {{"list", "--address", "name.invalid"}, 2, "name.invalid"},
         {{"list", "--address", "127.0.0.1:http"}, 2, "127.0.0.1:http"},
-        // It does not wait where nothing listens.
+        // Where nothing listens the search ends at once.
         {{"list", "--wait", "60", "--address", gone.address()}, 0, "127.0.0.1: Connection refused"},
         {{"browse", "file:///etc/passwd"}, 2, "http://"},
         {{"browse", "127.0.0.1"}, 2, "http://"},
@@ -127,8 +126,8 @@ TEST_F(MediaServerTest, RefusesWhatItCannotUse) {
     setenv("TONVALE_ROOT", root.c_str(), 1);
 }
 
-TEST_F(MediaServerTest, PagesAndDescends) {
-    // 250 objects in "0"; the server gives 40 at most, the first one is a container of one item.
+TEST_F(MediaServerTest, ReadsPagesAndContainers) {
+    // "0" holds 250 objects, first a container of one item. The server gives 40 at a time.
     const ScriptedHttp server([](const HttpRequest &request) {
         if (Asked(request, "ObjectID") == "a&amp;b&lt;c") {
             return Reply(Browsed(Asked(request, "StartingIndex") == "0"
@@ -172,7 +171,7 @@ TEST_F(MediaServerTest, PagesAndDescends) {
     EXPECT_FALSE(inside["items"][0].isMember("children"));
 }
 
-TEST_F(MediaServerTest, EndsWithAServerThatDoesNot) {
+TEST_F(MediaServerTest, EndsWhenAServerRepeatsAPage) {
     const ScriptedHttp server([](const HttpRequest &request) {
         return Reply(Browsed(Asked(request, "BrowseFlag") == "BrowseMetadata"
                                  ? "<container id=\"0\"/><item id=\"more\"/>"

@@ -3,7 +3,6 @@
 
 #include <limits>
 #include <map>
-#include <memory>
 #include <tuple>
 
 #include "support/fixture.h"
@@ -16,7 +15,7 @@ using namespace tonvale_test;
 using ParserTest = SystemTest;
 using Values = std::map<std::string, std::string>;
 
-// What a node holds itself, without its resources.
+// A node's own values, without those of its resources.
 Values ValuesOf(const ItemNode &node) {
     Values values;
     for (std::size_t i = 0; i < node.values.size(); ++i) {
@@ -41,7 +40,7 @@ int Parse(DMAParser &parser, const std::string &text) {
     return parser.Parse(text.data(), static_cast<int>(text.size()));
 }
 
-// The first item of a list that an answer with these elements gives.
+// The first item of an answer with these elements.
 const ItemNode &FirstItem(DMAParser &parser, const std::string &didl) {
     static const ItemNode none;
     EXPECT_EQ(Parse(parser, Answer(didl)), 0) << didl;
@@ -112,7 +111,7 @@ TEST_F(ParserTest, KeepsTheOrderAndTheFirstOfAKey) {
          {"c"},
          {"b", "a"}},
         {"<x><y><item title=\"deep\"/></y></x><item title=\"flat\"/>", {}, {"deep", "flat"}},
-        // An attribute comes before a child of its name; nothing is searched inside.
+        // An attribute precedes a child of its name. The parser does not look inside of an object.
         {"<item title=\"attribute\"><dc:title>child</dc:title></item>", {}, {"attribute"}},
         {"<container title=\"outer\"><container title=\"inner\"/><item title=\"i\"/></container>",
          {"outer"},
@@ -165,7 +164,7 @@ TEST_F(ParserTest, ReadsOtherEncodings) {
          "\xC3\xA4"},
         {std::string("\xFF\xFE<\0i\0t\0e\0m\0 \0t\0i\0t\0l\0e\0=\0'\0\xE4\0'\0/\0>\0", 36),
          "\xC3\xA4"},
-        // A prefix that nobody declared is part of the name.
+        // An undeclared prefix is part of the name.
         {"<r><dc:item title=\"no\"/><item dc:title=\"no\" title=\"yes\"/></r>", "yes"}};
     for (const auto &[text, title] : kCases) {
         DMAParser parser;
@@ -174,7 +173,7 @@ TEST_F(ParserTest, ReadsOtherEncodings) {
     }
 }
 
-TEST_F(ParserTest, RefusesWhatIsNoDocument) {
+TEST_F(ParserTest, RefusesInvalidDocuments) {
     std::string deep;
     for (int i = 0; i < 300; ++i) {
         deep += "<res>";
@@ -199,7 +198,7 @@ TEST_F(ParserTest, RefusesWhatIsNoDocument) {
     EXPECT_EQ(parser.Parse(nullptr, 10), -1);
     EXPECT_EQ(parser.Parse(whole.data(), -1), -1);
     EXPECT_EQ(parser.Parse(nullptr), -1);
-    EXPECT_EQ(Parse(parser, whole), 0);  // and goes on afterwards
+    EXPECT_EQ(Parse(parser, whole), 0) << "it cannot be used again";
     EXPECT_EQ(Titles(parser.items), std::vector<std::string>{"t"});
 }
 

@@ -13,7 +13,7 @@ using namespace tonvale_test;
 
 constexpr int kTracks = 230;
 
-// As many bytes as the title of a tone, in whose place it is put.
+// It replaces the title of a tone and has as many bytes.
 std::string Title(int track) {
     const std::string number = std::to_string(1000 + track).substr(1);
     return "静<&\"" + number;
@@ -41,7 +41,7 @@ const fs::path &Music() {
 
 using RealServerTest = SystemTest;
 
-// Gives the id of the first track.
+// `first` becomes the id of the first track.
 void ShowsItsTracksInPages(const MediaServer &server, const std::string &all, std::string &first) {
     std::set<std::string> titles;
     std::vector<std::size_t> pages;
@@ -92,7 +92,7 @@ void AnswersTheOtherActions(const MediaServer &server) {
     }
 }
 
-// All of it in one test: a server takes its time to start.
+// One test, because the server starts slowly.
 TEST_F(RealServerTest, ShowsItsMusic) {
     const MediaServer server(scratch() / "home", Music());
     const std::string all = server.AllTracks(kTracks);

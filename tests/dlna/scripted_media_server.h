@@ -1,7 +1,6 @@
-// Answers of media servers, and the search for them, as a test wants them.
+// Answers of media servers, and a server that answers a search for them.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -16,7 +15,7 @@
 
 namespace tonvale_test {
 
-// Answers every datagram with the texts it was given, on a port of its own.
+// Answers every datagram with some texts.
 class ScriptedSsdp {
   public:
     explicit ScriptedSsdp(std::vector<std::string> answers)
@@ -29,7 +28,7 @@ class ScriptedSsdp {
     ScriptedSsdp &operator=(const ScriptedSsdp &) = delete;
 
     const std::string &address() const { return address_; }
-    // The last question; nothing is answered any more.
+    // Ends the server and returns the last question.
     std::string Stop() {
         if (thread_.joinable()) {
             shutdown(fd_, SHUT_RDWR);  // which ends the wait for a datagram

@@ -10,7 +10,7 @@ using namespace tonvale_test;
 
 class RealEncoder : public StreamTest {
   protected:
-    // A file of noise with tags. The options settle its format.
+    // A file of noise with tags. The options choose its format.
     static std::string Make(const std::string &name, double seconds, const std::string &options) {
         return tonvale_test::MakeSound(
             scratch() / name,
@@ -36,7 +36,7 @@ TEST_F(RealEncoder, SeeksInEveryFormatOfItsOwn) {
     const Case cases[] = {{"a.mp3", "-c:a libmp3lame -b:a 128k", 0.06, 8},
                           {"a.flac", "", 0.2, 8},
                           {"a.ogg", "-c:a libvorbis", 0.1, 8},
-                          // More than one fragment can hold.
+                          // Longer than one fragment.
                           {"a.m4a", "-c:a aac -b:a 32k", 0.1, 110},
                           {"b.m4a", "-c:a flac -strict -2 -f mp4", 0.2, 8},
                           {"a.opus", "-c:a libopus -ar 48000", 0.1, 8}};
@@ -49,7 +49,7 @@ TEST_F(RealEncoder, SeeksInEveryFormatOfItsOwn) {
     }
 }
 
-// Samples keep their form, and silence follows them up to the end of what is announced.
+// Samples keep their format, and silence follows them up to the announced end.
 TEST_F(RealEncoder, FillsUpWavFiles) {
     const std::pair<const char *, unsigned> forms[] = {
         {"pcm_u8", 1}, {"pcm_s16le", 2}, {"pcm_s24le", 3}, {"pcm_f32le", 4}};

@@ -3,7 +3,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -17,7 +16,6 @@
 
 namespace tonvale_test {
 
-// One answer of the streamer.
 struct Answered {
     int result = 0;
     std::string header;  // with the empty line
@@ -35,8 +33,8 @@ class StreamTest : public SystemTest {
         SystemTest::TearDown();
     }
 
-    // Puts a shell script in the encoder's place. It can write the file $SOUND from the second on
-    // that the encoder is asked for, a second having $RATE bytes, with `sound`.
+    // Puts a shell script in the encoder's place. Its function `sound` writes the file $SOUND from
+    // the second that the encoder is asked for; a second has $RATE bytes.
     static void UseEncoder(const std::string &script) {
         const fs::path path = At(varn::path::kEncoder);
         fs::remove(path);
@@ -49,10 +47,10 @@ class StreamTest : public SystemTest {
                             << script << "\n";
         chmod(path.c_str(), 0755);
     }
-    // What the encoder was asked for, in words ended by "|", a line for each time.
+    // The arguments of the encoder, a line for each start, with "|" after each word.
     static std::string Asked() { return ReadFile(ArgumentFile()); }
 
-    // Bytes that differ wherever one looks.
+    // Random bytes, as the file $SOUND.
     static std::string MakeSound(std::size_t size) {
         std::string sound(size, '\0');
         uint32_t state = 12345;
@@ -64,7 +62,7 @@ class StreamTest : public SystemTest {
         return sound;
     }
 
-    // What a call writes; with a range when there is one.
+    // What a call writes. The range "" is none.
     template <typename Call>
     static Answered Stream(Call &&call, const std::string &range = "") {
         range.empty() ? unsetenv("HTTP_RANGE") : setenv("HTTP_RANGE", range.c_str(), 1);

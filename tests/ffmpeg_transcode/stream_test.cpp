@@ -3,7 +3,6 @@
 #include <csignal>
 #include <functional>
 #include <tuple>
-#include <vector>
 
 #include "varn/process.h"
 
@@ -23,7 +22,7 @@ TEST_F(Streaming, ChoosesTheSamplingRate) {
     }
 }
 
-TEST_F(Streaming, AsksTheEncoder) {
+TEST_F(Streaming, StartsTheEncoderWithItsArguments) {
     UseEncoder("exit 0");
     const VARN_MEDIA_INFO song = Song("/music/O'Brien \"%s\" \xff\n$(x).flac", 200.9F);
     VARN_MEDIA_INFO fast = song;
@@ -53,7 +52,7 @@ TEST_F(Streaming, AsksTheEncoder) {
         EXPECT_EQ(Stream(call).result, 0) << asked;
         EXPECT_EQ(Asked(), asked);
     }
-    // A WAV answer needs a header to begin with.
+    // A WAV answer fails without a header.
     fs::remove(ArgumentFile());
     EXPECT_EQ(Stream([&] { return VARNAudioTranscodeSong(&fast, "wav", 3, 5); }).result, -1);
     EXPECT_EQ(Asked(), "-v|0|-ss|3|" + path +
@@ -61,7 +60,7 @@ TEST_F(Streaming, AsksTheEncoder) {
                            "-write_info_tag|0|-|\n");
 }
 
-// A song of 20 seconds at 128 kbit/s is announced as 320000 bytes; the encoder writes more.
+// A song of 20 seconds at 128 kbit/s is announced with 320000 bytes; the encoder writes more.
 class Ranges : public StreamTest {
   protected:
     void SetUp() override {
@@ -154,7 +153,7 @@ std::string Little(uint32_t number) {
     return text;
 }
 
-// The header of a WAV file as it goes through a pipe, or with its lengths.
+// The header of a WAV file. In a pipe its sizes are 0xFFFFFFFF.
 std::string WavHeader(uint32_t formatSize, uint32_t riffSize, uint32_t dataSize) {
     return "RIFF" + Little(riffSize) + "WAVEfmt " + Little(formatSize) +
            std::string(formatSize < 16 ? 16 : formatSize, 'f') + "data" + Little(dataSize);
@@ -196,7 +195,7 @@ TEST_F(WavRanges, AreSlicesOfTheWholeAnswer) {
                                          std::to_string(total - 1) + "/" + std::to_string(total)) !=
                         part.header.npos)
                 << part.header;
-            // A stream that starts later has no sound where its header stands.
+            // A stream that starts later has a header in place of some sound, which is silence here.
             const uint32_t silent = first < kRate || first % kRate >= 44 + extra
                                         ? 0
                                         : std::min(44 + extra - first % kRate, total - first);
@@ -210,7 +209,7 @@ TEST_F(WavRanges, AreSlicesOfTheWholeAnswer) {
     EXPECT_TRUE(Log().empty());
 }
 
-TEST_F(WavRanges, AnnounceTheLargestSizesWhereTheirsAreLarger) {
+TEST_F(WavRanges, AnnounceTheLargestSizeForLongerSongs) {
     MakeSound(1);
     UseFormat(16);
     const std::tuple<int, uint32_t, uint32_t> cases[] = {
@@ -280,7 +279,7 @@ TEST_F(Streaming, RefusesBadArguments) {
     EXPECT_FALSE(fs::exists(ArgumentFile()));
 }
 
-TEST_F(Streaming, SurvivesEncodersThatFail) {
+TEST_F(Streaming, ReportsEncodersThatFail) {
     const VARN_MEDIA_INFO song = Song("/music/a.flac", 10);
     const auto ask = [&](const char *range = "") {
         return Stream([&] { return VARNAudioTranscodeSong(&song, "mp3", 0, 0); }, range);
@@ -297,7 +296,7 @@ TEST_F(Streaming, SurvivesEncodersThatFail) {
     EXPECT_EQ(ask("bytes=3000-").result, -1);
     EXPECT_TRUE(Logged(R"(fread\(\) wrong, \[4\]$)"));
 
-    // One that is there for the first start only: the header is read before the second.
+    // The encoder is there for the first start, which gives the header, and gone for the second.
     UseEncoder("rm \"$0\"; head -c 44 /dev/zero; printf sound");
     const Answered gone =
         Stream([&] { return VARNAudioTranscodeSong(&song, "wav", 0, 0); }, "bytes=1000000-");
@@ -312,7 +311,7 @@ TEST_F(Streaming, SurvivesEncodersThatFail) {
     EXPECT_TRUE(Logged(R"(:\d+ Failed to popen \[http://x/%s\] No such file or directory$)"));
 }
 
-// Runs a call with a descriptor, which is closed, as standard output.
+// Runs a call with a descriptor as standard output, and closes it.
 int Into(int fd, const std::function<int()> &call) {
     const int saved = fcntl(1, F_DUPFD_CLOEXEC, 3);
     std::fflush(stdout);
@@ -328,15 +327,14 @@ int Into(int fd, const std::function<int()> &call) {
     return result;
 }
 
-int ToNobody(const std::function<int()> &call) {
+int ToClosedPipe(const std::function<int()> &call) {
     int ends[2];
     EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
     close(ends[0]);
     return Into(ends[1], call);
 }
 
-// Pages move into a file unless it is one that is appended to. Pipes are used by the web server's
-// own tests.
+// Sound is moved into a file by splice(2), which does not append. The web server's tests use pipes.
 TEST_F(Streaming, WritesTheSameToEveryOutput) {
     const std::string sound = MakeSound(330000);
     const VARN_MEDIA_INFO song = Song("/music/a.flac", 20);
@@ -355,7 +353,7 @@ TEST_F(Streaming, WritesTheSameToEveryOutput) {
     }
 }
 
-// A listener hears the first sound while the encoder still works on the next.
+// A listener hears the first sound while the encoder still works.
 TEST_F(Streaming, PassesTheFirstBytesOnAtOnce) {
     const VARN_MEDIA_INFO song = Song("/music/a.flac", 0);
     const fs::path out = scratch() / "out";
@@ -367,25 +365,26 @@ TEST_F(Streaming, PassesTheFirstBytesOnAtOnce) {
     EXPECT_TRUE(ReadFile(out).ends_with("first heard"));
 }
 
-// While it writes, and while it is silent: before its header, before a range and after some sound.
+// While it writes, and while it is silent: before its header, before a range, or after some sound.
 TEST_F(Streaming, EndsTheEncoderOfAReaderThatWentAway) {
     const VARN_MEDIA_INFO song = Song("/music/a.flac", 10000);
     for (const char *script : {"exec yes", "printf sound; exec sleep 1000"}) {
         UseEncoder(script);
         ClearLog();
         for (const char *format : {"mp3", "wav"}) {
-            EXPECT_EQ(ToNobody([&] { return VARNAudioTranscodeSong(&song, format, 0, 0); }), -1);
+            EXPECT_EQ(ToClosedPipe([&] { return VARNAudioTranscodeSong(&song, format, 0, 0); }),
+                      -1);
         }
         setenv("HTTP_RANGE", "bytes=100000-", 1);
-        EXPECT_EQ(ToNobody([&] { return VARNAudioSeekSong(&song, 0); }), -1);
+        EXPECT_EQ(ToClosedPipe([&] { return VARNAudioSeekSong(&song, 0); }), -1);
         unsetenv("HTTP_RANGE");
-        EXPECT_EQ(ToNobody([] { return VARNAudioTranscodeUrl("http://x/", "mp3", 0); }), -1);
+        EXPECT_EQ(ToClosedPipe([] { return VARNAudioTranscodeUrl("http://x/", "mp3", 0); }), -1);
         EXPECT_TRUE(Logged(R"(audiolib/ffmpeg_transcode:\d+ fwrite\(\) wrong, .* Broken pipe$)"));
     }
 }
 
-// The encoder that a range throws away may sleep for as long as it likes.
-TEST_F(Ranges, WaitForNoEncoderThatIsThrownAway) {
+// The first encoder, whose sound a range does not need, never ends by itself.
+TEST_F(Ranges, DoNotWaitForAnEncoderThatIsNotNeeded) {
     UseEncoder("[ $START = 0 ] && exec sleep 1000; RATE=16000; sound");
     alarm(60);
     EXPECT_TRUE(Ask("bytes=100000-").body == sound_.substr(100000, 220000));

@@ -1,7 +1,5 @@
 #include <json/value.h>
 
-#include <fstream>
-
 #include "support/fixture.h"
 #include "tonvale/settings.h"
 
@@ -12,8 +10,6 @@ using namespace tonvale_test;
 class JsonFile : public SystemTest {
   protected:
     const std::string path_ = (scratch() / "settings.json").string();
-
-    void Write(std::string_view text) const { std::ofstream(path_, std::ios::binary) << text; }
 };
 
 TEST_F(JsonFile, WritesOneLineAndReadsItBack) {
@@ -35,7 +31,7 @@ TEST_F(JsonFile, WritesOneLineAndReadsItBack) {
 }
 
 TEST_F(JsonFile, OverwritesInPlace) {
-    Write(std::string(5000, 'x'));
+    Touch(path_, std::string(5000, 'x'));
     const auto link = scratch() / "link.json";
     fs::create_symlink(path_, link);
     EXPECT_EQ(VARNAudioJsonSave(link.c_str(), Json::Value(1)), 0);
@@ -43,7 +39,7 @@ TEST_F(JsonFile, OverwritesInPlace) {
     EXPECT_EQ(ReadFile(path_), "1\n");
 }
 
-TEST_F(JsonFile, SaysWhyItCannotWrite) {
+TEST_F(JsonFile, TellsWhyItCannotWrite) {
     const Json::Value document(Json::objectValue);
     EXPECT_EQ(VARNAudioJsonSave(nullptr, document), -1);
     EXPECT_TRUE(Logged("audiolib/json_util:[0-9]+ Bad parameter\\.$"));
@@ -67,7 +63,7 @@ TEST_F(JsonFile, RefusesWhatIsMissingOrDamaged) {
          {std::string_view(""), std::string_view("{"), std::string_view("{\"a\":}"),
           std::string_view("{\"a\": 1"), std::string_view("\0\0\0", 3),
           std::string_view("\xFF\xFE{}"), std::string_view(deep)}) {
-        Write(damaged);
+        Touch(path_, damaged);
         ClearLog();
         EXPECT_EQ(VARNAudioJsonLoad(path_.c_str(), document), -1) << damaged.substr(0, 20);
         EXPECT_TRUE(Logged("audiolib/json_util:[0-9]+ Failed to parse json file \\["));

@@ -1,7 +1,7 @@
-#include <fstream>
 #include <tuple>
 
 #include "misc/cover_fixture.h"
+#include "misc/pictures.h"
 #include "programs/command.h"
 
 namespace tonvale_test {
@@ -46,9 +46,7 @@ TEST_F(CoverCommandTest, MakesTheSmallCopy) {
     const Finished failed = Tonvale({"cover", "--scale", song});
     EXPECT_EQ(failed.status, 1);
     EXPECT_TRUE(Contains(failed.err, "could not be made")) << failed.err;
-    const std::string cover = Music() / "cover.jpg";
-    ASSERT_EQ(VLIBCExec("/usr/bin/convert", "-size", "900x900", "xc:red", cover.c_str(), nullptr),
-              0);
+    Draw("900x900", Music() / "cover.jpg");
     ExpectSayings({{{"cover", "--scale", song}, 0, "VARNAUDIO_ART_NBAUDIO.jpg"}});
     EXPECT_TRUE(Contains(Results(Cover(song)), "small copy: ready"));
     SetTime(EaDir(song) / "VARNAUDIO_ART_NBAUDIO.jpg", 0);
@@ -68,14 +66,13 @@ TEST_F(CoverCommandTest, WritesThePicture) {
         {{"cover", Music() / "missing.mp3"}, 1, "there is no such file"},
         {{"cover"}, 2, ""},
         {{"cover", "--scale", Music()}, 2, "--scale"},  // a folder has no small copy
-
     };
     for (const auto &[arguments, status, message] : kCases) {
         const Finished run = Tonvale(arguments);
         EXPECT_EQ(run.status, status) << message;
         EXPECT_TRUE(Contains(run.err, message)) << run.err;
     }
-    // What was there is replaced as a whole, and not written over.
+    // A file that exists is replaced, and not written over.
     const Path earlier = Put(scratch() / "outputs" / "earlier", "earlier");
     const Path replaced = scratch() / "outputs" / "replaced";
     fs::create_hard_link(earlier, replaced);

@@ -1,15 +1,16 @@
-// Songs and covers in a folder that the package's account cannot come at by itself.
+// Songs and covers in a folder that the package's account cannot read.
 #pragma once
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <array>
 #include <fstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
+#include "platform/child.h"
 #include "support/fixture.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
@@ -37,7 +38,7 @@ class CoverTest : public SystemTest {
 
     static Path EaDir(const Path &song) { return song.parent_path() / "@eaDir" / song.filename(); }
 
-    // A link, a folder, a pipe and nothing at all under the names of pictures.
+    // Names of pictures that are a link, a folder, a pipe and nothing.
     static std::vector<Path> NoFiles() {
         fs::create_symlink(Put(scratch() / "private.jpg"), Music() / "link.jpg");
         fs::create_directory(Music() / "folder.jpg");
@@ -53,23 +54,24 @@ class CoverTest : public SystemTest {
         ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0) << path;
     }
 
-    // Runs a call as the package's account, which must leave whom the process is and where as they
-    // were.
+    // Runs a call as the package's account. It must keep the identity, the groups and the working
+    // folder.
     template <typename Call>
     auto AsPackage(const Call &call) const {
         EXPECT_EQ(ResetCredentialsByName(varn::kPackageAccount), 0);
-        const State before;
+        const auto state = [] {
+            return std::tuple(CurrentIds(), CurrentGroups(), fs::current_path());
+        };
+        const auto before = state();
         auto result = call();
-        const State after;
-        EXPECT_EQ(before.ids, after.ids);
-        EXPECT_EQ(before.groups, after.groups);
-        EXPECT_EQ(before.folder, after.folder);
+        EXPECT_EQ(state(), before);
         EXPECT_EQ(ResetCredentialsByName("root"), 0);
         EXPECT_EQ(geteuid() == 0, isRoot_);
         return result;
     }
 
-    // Runs a call that fills a buffer. Its path, or "none"; the buffer must be as it was then.
+    // Runs a call that fills a buffer with a path. Returns "none" after a failure, which must leave
+    // the buffer alone.
     template <typename Call>
     std::string PathOf(const Call &call) const {
         std::array<char, 4096> buffer = {'?'};
@@ -84,18 +86,6 @@ class CoverTest : public SystemTest {
     }
 
     bool isRoot_ = false;
-
-  private:
-    struct State {
-        State() : folder(fs::current_path()), groups(1024) {
-            getresuid(&ids[0], &ids[1], &ids[2]);
-            getresgid(&ids[3], &ids[4], &ids[5]);
-            groups.resize(static_cast<std::size_t>(getgroups(1024, groups.data())));
-        }
-        Path folder;
-        std::array<unsigned, 6> ids = {};
-        std::vector<gid_t> groups;
-    };
 };
 
 }  // namespace tonvale_test

@@ -1,5 +1,3 @@
-#include <fcntl.h>
-
 #include <functional>
 
 #include "misc/cover_fixture.h"
@@ -50,7 +48,7 @@ TEST_F(CoverPathTest, FindsTheEmbeddedPicture) {
         }
         EXPECT_EQ(Embedded(song), each.In(EaDir(song)));
     }
-    // A link leads to what is another user's.
+    // A link may lead to another user's files.
     Put(scratch() / "private" / "song.mp3" / "APIC.jpg");
     fs::create_directories(EaDir(song).parent_path());
     fs::create_directory_symlink(scratch() / "private" / "song.mp3", EaDir(song));
@@ -60,7 +58,7 @@ TEST_F(CoverPathTest, FindsTheEmbeddedPicture) {
     EXPECT_EQ(Embedded(song), "none");
     fs::remove_all(song.parent_path() / "@eaDir");
     EXPECT_EQ(Embedded(song), "none");
-    EXPECT_TRUE(Log().empty()) << "a song without pictures is nothing to tell of";
+    EXPECT_TRUE(Log().empty()) << "a song without pictures is no failure";
     for (const std::string bad : {"song.mp3", "", "/"}) {
         EXPECT_EQ(Embedded(bad), "none") << bad;
         EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ Failed to get eaDir path of \\[" + bad +
@@ -90,7 +88,7 @@ TEST_F(CoverPathTest, FindsTheFolderPicture) {
     EXPECT_TRUE(Log().empty());
 }
 
-TEST_F(CoverPathTest, TakesNoNameForAPattern) {
+TEST_F(CoverPathTest, ReadsNoNameAsAPattern) {
     for (const std::string &name : kHostileNames) {
         SCOPED_TRACE(name);
         const fs::path song = Put(Music() / name / (name + ".mp3"));
@@ -99,14 +97,14 @@ TEST_F(CoverPathTest, TakesNoNameForAPattern) {
         EXPECT_EQ(Embedded(song), EaDir(song) / "APIC.jpg");
         EXPECT_EQ(Folder(song), Music() / name / "cover.jpg");
     }
-    // What a pattern of the folder's name would find.
+    // As a pattern the folder's name would match another folder.
     Put(Music() / "a" / "cover.jpg");
     fs::create_directory(Music() / "[ab]");
     EXPECT_EQ(Folder(Music() / "[ab]"), "none");
     EXPECT_TRUE(Log().empty());
 }
 
-TEST_F(CoverPathTest, KeepsToTheMarkOfASongWithoutCover) {
+TEST_F(CoverPathTest, FollowsTheMarkOfASongWithoutCover) {
     const fs::path folder = Music() / "b";
     const fs::path song = Put(folder / "song.live.mp3");
     const fs::path mark = folder / "song.live.no_image";
@@ -119,8 +117,7 @@ TEST_F(CoverPathTest, KeepsToTheMarkOfASongWithoutCover) {
     EXPECT_EQ(Folder(Put(folder / "other.mp3")), folder / "cover.jpg");
 }
 
-TEST_F(CoverPathTest, RefusesPathsThatCannotBeTakenApart) {
-    // The last one has no extension, and no dot in its folder either.
+TEST_F(CoverPathTest, RefusesPathsWithoutAFolderOrAnExtension) {
     const std::string plain = Put(Music() / "plain");
     for (const std::string &path :
          {std::string("plain.mp3"), std::string(), Music().string() + "/missing/", plain}) {
@@ -132,7 +129,7 @@ TEST_F(CoverPathTest, RefusesPathsThatCannotBeTakenApart) {
     EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ Failed to chdir \\[.*/missing\\],$"));
 }
 
-TEST_F(CoverPathTest, KeepsToTheBuffer) {
+TEST_F(CoverPathTest, CutsThePathToTheBuffer) {
     const fs::path song = Put(Music() / "song.mp3");
     const fs::path cover = Put(Music() / "cover.jpg");
     Put(EaDir(song) / "APIC.jpg");
@@ -160,14 +157,14 @@ TEST_F(CoverPathTest, KeepsToTheBuffer) {
     }
 }
 
-TEST_F(CoverPathTest, LeavesAnyAccountAsThePackage) {
+TEST_F(CoverPathTest, EndsAsThePackageForEveryAccount) {
     if (!isRoot_) {
         GTEST_SKIP() << "needs root's rights";
     }
     const fs::path song = Put(Music() / "song.mp3");
     Put(Music() / "cover.jpg");
     Put(EaDir(song) / "APIC.jpg");
-    // Its own folder of the moment may be one that the package cannot come at.
+    // The package cannot read the working folder.
     const fs::path own = scratch() / "own";
     fs::create_directory(own);
     ASSERT_EQ(chown(own.c_str(), kAlice, static_cast<gid_t>(-1)), 0);
@@ -192,7 +189,7 @@ TEST_F(CoverPathTest, LeavesAnyAccountAsThePackage) {
     fs::current_path(before);
 }
 
-TEST_F(CoverPathTest, NeedsAFolderToComeBackTo) {
+TEST_F(CoverPathTest, FailsWhereTheWorkingFolderIsGone) {
     const fs::path song = Put(Music() / "song.mp3");
     Put(EaDir(song) / "APIC.jpg");
     EXPECT_TRUE(HoldsInChild([&] {

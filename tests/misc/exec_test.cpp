@@ -28,13 +28,13 @@ int Shell(const std::string &script, int wait = 1) {
 
 using ExecTest = SystemTest;
 
-TEST_F(ExecTest, GivesTheExitStatus) {
+TEST_F(ExecTest, ReturnsTheExitStatus) {
     const std::pair<const char *, int> cases[] = {
         {"exit 0", 0}, {"exit 7", 7}, {"exit 255", 255}, {"kill -9 $$", -1}};
     for (const auto &[script, status] : cases) {
         EXPECT_EQ(Shell(script), status) << script;
     }
-    // Nothing is looked for along PATH.
+    // PATH is not searched.
     for (const std::string &none : {std::string("/none"), std::string("sh"), scratch().string()}) {
         EXPECT_EQ(Exec({none}), 255) << none;
     }
@@ -47,13 +47,15 @@ TEST_F(ExecTest, GivesTheExitStatus) {
     EXPECT_TRUE(HoldsInChild([] {
         for (const int number : {SIGTERM, SIGPIPE}) {
             std::signal(number, SIG_IGN);
-            EXPECT_EQ(Shell("kill -" + std::to_string(number) + " $$"), -1) << "it cannot be ended";
-            EXPECT_EQ(std::signal(number, SIG_DFL), SIG_IGN) << "this process's own stays";
+            EXPECT_EQ(Shell("kill -" + std::to_string(number) + " $$"), -1)
+                << "the program ignores the signal";
+            EXPECT_EQ(std::signal(number, SIG_DFL), SIG_IGN)
+                << "this process's own setting is kept";
         }
     }));
 }
 
-TEST_F(ExecTest, GivesNothingButDevNull) {
+TEST_F(ExecTest, PassesNoDescriptorButDevNull) {
     const int leaky = open("/etc/hostname", O_RDONLY);  // without close-on-exec
     const int high = fcntl(leaky, F_DUPFD, 900);
     const std::string list = scratch() / "list";
@@ -66,7 +68,7 @@ TEST_F(ExecTest, GivesNothingButDevNull) {
                   std::string::npos);
         close(fd);
     }
-    EXPECT_TRUE(Log().empty()) << "the program's words went to this process's output";
+    EXPECT_TRUE(Log().empty()) << "the program wrote to this process's output";
 }
 
 TEST_F(ExecTest, DoesNotWaitUnlessAsked) {
@@ -81,7 +83,7 @@ TEST_F(ExecTest, DoesNotWaitUnlessAsked) {
     EXPECT_GT(waitpid(-1, nullptr, 0), 0);
 }
 
-// A server that never looks after its children says so in one of two ways.
+// A server that does not wait for its children says so in one of two ways.
 TEST_F(ExecTest, KeepsTheExitStatusUnlessChildrenAreIgnored) {
     EXPECT_TRUE(HoldsInChild([] {
         const std::pair<sighandler_t, int> cases[] = {
@@ -95,9 +97,9 @@ TEST_F(ExecTest, KeepsTheExitStatusUnlessChildrenAreIgnored) {
             EXPECT_EQ(Shell("exit 5", 0), 0);
             ASSERT_EQ(sigaction(SIGCHLD, nullptr, &action), 0);
             EXPECT_TRUE(action.sa_handler == handler && (action.sa_flags & SA_NOCLDWAIT) == flags)
-                << "as it was";
+                << "put back";
         }
-        // Where no process can be made, what was changed is put back, and no signal interrupts.
+        // A signal does not interrupt the wait. If fork fails, the setting is put back.
         action.sa_handler = [](int) {};
         ASSERT_EQ(sigaction(SIGALRM, &action, nullptr), 0);
         ualarm(20'000, 20'000);

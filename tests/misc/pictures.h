@@ -1,4 +1,4 @@
-// Pictures for tests, made and looked at with the programs of the host.
+// Pictures, made and examined with programs of the host.
 #pragma once
 
 #include <filesystem>

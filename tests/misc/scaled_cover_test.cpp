@@ -1,6 +1,5 @@
 #include <sys/wait.h>
 
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <tuple>
@@ -30,8 +29,8 @@ class ScaledCoverTest : public CoverTest {
         scaled_ = EaDir(song_) / kName;
     }
 
-    // Puts a script in the converter's place. "$5" is the picture, "$6" the result, in the folder
-    // that the library has made for them.
+    // Puts a script in the converter's place. "$5" is the picture and "$6" the result, both in the
+    // folder that the library makes for them.
     static void SetConverter(const std::string &script) {
         SetPlainConverter(
             "folder=$TONVALE_CONVERTER_FOLDER; picture=$folder/picture\n"
@@ -39,7 +38,7 @@ class ScaledCoverTest : public CoverTest {
             "set -- \"$1\" \"$2\" \"$3\" \"$4\" \"$picture\" \"$folder/scaled.${6##*.}\"\n" +
             script);
     }
-    // The same for one that knows nothing of the folder.
+    // The same without the folder.
     static void SetPlainConverter(const std::string &script) {
         const fs::path converter = At(varn::path::kConvert);
         fs::remove(converter);  // a link to the host's
@@ -60,7 +59,7 @@ class ScaledCoverTest : public CoverTest {
         return AsPackage([&] { return VARNAudioScaleImage(source.c_str(), target.c_str()); });
     }
 
-    // Without root's rights nothing can be given away, which is logged and no failure.
+    // The lines of the log, but those that a process without root's rights adds.
     std::ptrdiff_t Complaints() const {
         const std::vector<std::string> lines = Log();
         return std::count_if(lines.begin(), lines.end(), [this](const std::string &line) {
@@ -78,12 +77,12 @@ TEST_F(ScaledCoverTest, MakesTheCopyOnceForEachVersionOfTheSource) {
     EXPECT_EQ(Scaled(), scaled_);
     EXPECT_EQ(Runs(), 1U);
     SetTime(Put(scaled_, "old"), 100);
-    EXPECT_EQ(Scaled(), scaled_) << "of equal times nobody knows which came first";
+    EXPECT_EQ(Scaled(), scaled_) << "equal times do not tell which is newer";
     EXPECT_EQ(Runs(), 2U);
     EXPECT_EQ(ReadFile(scaled_), "new\n");
     SetTime(scaled_, 100, 1);
     EXPECT_EQ(Scaled(), scaled_) << "newer by a nanosecond";
-    // The clock of another machine is ahead.
+    // A source from the future, by the clock of another machine.
     SetTime(source_, 1'500'000'000, 999'999'999);
     EXPECT_EQ(Scaled(), scaled_);
     EXPECT_EQ(Scaled(), scaled_);
@@ -91,14 +90,8 @@ TEST_F(ScaledCoverTest, MakesTheCopyOnceForEachVersionOfTheSource) {
     EXPECT_EQ(Complaints(), 0);
     // A parent that ignored SIGCHLD, as some web servers do, must not cost the status.
     EXPECT_TRUE(HoldsInChild([this] {
-        struct sigaction action = {};
-        action.sa_handler = SIG_IGN;
-        action.sa_flags = SA_NOCLDWAIT;
-        ASSERT_EQ(sigaction(SIGCHLD, &action, nullptr), 0);
+        std::signal(SIGCHLD, SIG_IGN);
         EXPECT_EQ(VARNAudioScaleImage(source_.c_str(), (Music() / "out.jpg").c_str()), 0);
-        ASSERT_EQ(sigaction(SIGCHLD, nullptr, &action), 0);
-        EXPECT_TRUE(action.sa_handler == SIG_IGN && (action.sa_flags & SA_NOCLDWAIT) != 0)
-            << "as it was";
     }));
 }
 
@@ -118,7 +111,7 @@ TEST_F(ScaledCoverTest, TakesOverCopiesOfEarlierVersions) {
     EXPECT_EQ(Scaled(), scaled_);
     EXPECT_FALSE(fs::exists(first) || fs::exists(second));
     EXPECT_EQ(Runs(), 1U);
-    // Those of a picture that is gone.
+    // A picture that is gone takes them along.
     fs::remove(source_);
     Put(first);
     Put(second);
@@ -128,7 +121,7 @@ TEST_F(ScaledCoverTest, TakesOverCopiesOfEarlierVersions) {
     EXPECT_EQ(Runs(), 1U);
 }
 
-TEST_F(ScaledCoverTest, RunsTheConverterAsAgreed) {
+TEST_F(ScaledCoverTest, RunsTheConverterWithTheAgreedArguments) {
     const std::string out = scratch() / "arguments";
     SetPlainConverter("printf '%s\\n' \"$@\" $MAGICK_TIME_LIMIT > " + out + "; echo new > \"$6\"");
     Put(source_);
@@ -140,7 +133,7 @@ TEST_F(ScaledCoverTest, RunsTheConverterAsAgreed) {
     setenv("MAGICK_TIME_LIMIT", "7", 1);
     SetTime(scaled_, 0);
     EXPECT_EQ(Scaled(), scaled_);
-    EXPECT_TRUE(ReadFile(out).ends_with("\n7\n")) << "what an administrator has set";
+    EXPECT_TRUE(ReadFile(out).ends_with("\n7\n")) << "the administrator's limit";
     EXPECT_STREQ(std::getenv("MAGICK_TIME_LIMIT"), "7");
     unsetenv("MAGICK_TIME_LIMIT");
     struct stat info = {};
@@ -151,14 +144,14 @@ TEST_F(ScaledCoverTest, RunsTheConverterAsAgreed) {
               !isRoot_);
 }
 
-TEST_F(ScaledCoverTest, LeavesNothingOfAFailure) {
+TEST_F(ScaledCoverTest, LeavesNothingAfterAFailure) {
     Put(source_);
     const std::pair<const char *, const char *> kCases[] = {
         {"echo part > \"$6\"; exit 1", "Failed to convert file"},
         {"echo part > \"${6%.jpg}-0.jpg\"; echo part > \"${6%.jpg}-1.jpg\"; echo no >&2; exit 1",
          "Failed to convert file"},
         {"exit 0", "file not exists"},
-        {"exec sleep 1000", "Failed to convert file"},  // for as long as it may take
+        {"exec sleep 1000", "Failed to convert file"},  // longer than the limit
     };
     setenv("MAGICK_TIME_LIMIT", "1", 1);
     for (const auto &[script, line] : kCases) {
@@ -202,7 +195,7 @@ TEST_F(ScaledCoverTest, ScalesRealPictures) {
 TEST_F(ScaledCoverTest, TakesTheFirstFrameOfAnAnimation) {
     const fs::path animation = Music() / "a.gif";
     Output({"/usr/bin/convert", "-size", "50x40", "xc:red", "xc:blue", "xc:green", animation});
-    // An old copy is not taken for the new one, and links under the names of frames lead nowhere.
+    // The old copy is replaced. The converter must not follow links under the names of its frames.
     const fs::path victim = Put(scratch() / "victim", "precious");
     SetTime(Put(scaled_, "old"), 0);
     for (const char *frame : {"VARNAUDIO_ART_NBAUDIO-0.jpg", "VARNAUDIO_ART_NBAUDIO-1.jpg"}) {
@@ -224,7 +217,7 @@ TEST_F(ScaledCoverTest, ReadsFilesOnly) {
     }
     Put(source_);
     fs::resize_file(source_, (64 << 20) + 1);
-    EXPECT_EQ(Scaled(), "none") << "nobody's picture is that large";
+    EXPECT_EQ(Scaled(), "none") << "larger than a picture may be";
     EXPECT_EQ(Runs(), 0U);
 }
 
@@ -244,10 +237,10 @@ TEST_F(ScaledCoverTest, FinishesForAClientThatHasLeft) {
         }
         int status = 0;
         ASSERT_EQ(waitpid(pid, &status, 0), pid);
-        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << "ends, but then";
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << "it ends after that";
         EXPECT_TRUE(fs::exists(scaled_)) << signal;
         ASSERT_NE(ReadFile(result), "");
-        EXPECT_FALSE(fs::exists(fs::path(ReadFile(result)).parent_path())) << "left behind";
+        EXPECT_FALSE(fs::exists(fs::path(ReadFile(result)).parent_path())) << "the folder stays";
     }
 }
 
@@ -261,7 +254,7 @@ TEST_F(ScaledCoverTest, ScalesIntoAnyFile) {
         EXPECT_EQ(fs::exists(target) ? Identify(target) : "", what) << target;
         EXPECT_EQ(fs::status(target).permissions(), fs::perms(0777)) << target;
     }
-    // The converter has a meaning of its own for such names.
+    // Names that mean something else to the converter.
     const fs::path before = fs::current_path();
     fs::current_path(Music() / "dir.d");
     for (const char *name : {"Cover [1].jpg", "x*.jpg", "x{1}.jpg", "x?.jpg", "x.jpg[0]", "-x.jpg",
@@ -272,11 +265,11 @@ TEST_F(ScaledCoverTest, ScalesIntoAnyFile) {
     fs::current_path(before);
     EXPECT_EQ(Scale(source_, Music() / "missing" / "out.jpg"), -1);
     EXPECT_TRUE(Logged("Failed to convert file \\[.*cover.jpg\\] to \\[.*/missing/out.jpg\\]$"));
-    EXPECT_EQ(Scale(source_, Music() / "dir.d"), -1) << "a folder is no place for a picture";
+    EXPECT_EQ(Scale(source_, Music() / "dir.d"), -1) << "a folder cannot be replaced";
     EXPECT_EQ(Entries(Music()), 4);
 }
 
-TEST_F(ScaledCoverTest, RefusesWhatIsNoPicture) {
+TEST_F(ScaledCoverTest, RefusesInvalidPictures) {
     // A picture's head with another size in it: 20,000 by 20,000.
     Draw("8x8", source_);
     std::string huge = ReadFile(source_);
@@ -295,7 +288,7 @@ TEST_F(ScaledCoverTest, RefusesWhatIsNoPicture) {
     }
 }
 
-TEST_F(ScaledCoverTest, FollowsNoLinkThatSomebodyPutInItsPlace) {
+TEST_F(ScaledCoverTest, FollowsNoLinkInThePlaceOfTheCopy) {
     Draw("600x600", source_);
     const fs::path victim = Put(scratch() / "victim", "precious");
     fs::permissions(victim, fs::perms(0600));
@@ -314,11 +307,11 @@ TEST_F(ScaledCoverTest, FollowsNoLinkThatSomebodyPutInItsPlace) {
         SetTime(victim, 0);
         checkScaled();
     }
-    // One that is put there while the converter runs.
+    // A link that appears while the converter runs.
     fs::remove(scaled_);
     SetConverter("ln -s '" + victim.string() + "' '" + scaled_.string() + "'; echo new > \"$6\"");
     checkScaled();
-    // A converter that a picture has taken over would have it copied for everybody.
+    // If a picture takes the converter over, it must not get a copy of another file.
     for (const char *link : {"ln -s", "ln"}) {
         fs::remove(scaled_);
         SetConverter(link + (" '" + victim.string() + "' \"$6\""));
@@ -326,7 +319,7 @@ TEST_F(ScaledCoverTest, FollowsNoLinkThatSomebodyPutInItsPlace) {
     }
 }
 
-TEST_F(ScaledCoverTest, WritesIntoTheFolderThatItHasLookedAt) {
+TEST_F(ScaledCoverTest, WritesIntoTheFolderThatItHasChecked) {
     const fs::path elsewhere = scratch() / "elsewhere";
     const fs::path aside = Music() / "@eaDir" / "aside";
     fs::create_directory(elsewhere);
@@ -336,7 +329,7 @@ TEST_F(ScaledCoverTest, WritesIntoTheFolderThatItHasLookedAt) {
                      elsewhere.string() + " " + EaDir(song_).string() + "; echo new > \"$6\"");
         fs::create_directories(EaDir(song_));
         EXPECT_TRUE(isOfSong ? Scaled() == scaled_ : Scale(source_, scaled_) == 0);
-        EXPECT_TRUE(fs::is_empty(elsewhere)) << "led away by a link";
+        EXPECT_TRUE(fs::is_empty(elsewhere)) << "a link was followed";
         EXPECT_EQ(ReadFile(aside / kName), "new\n");
         EXPECT_EQ(Entries(aside), 1);
         fs::remove(EaDir(song_));
@@ -355,7 +348,7 @@ TEST_F(ScaledCoverTest, MakesACopyOfAPictureThatIsOpen) {
     SetConverter("cp \"$5\" \"$6\"");
     EXPECT_EQ(scale(), varn::DescriptorPath(folder.Get()) + "/@eaDir/song.mp3/" + kName);
     EXPECT_EQ(ReadFile(scaled_), "open");
-    EXPECT_EQ(lseek(picture, 0, SEEK_CUR), 0) << "the caller still has it to read";
+    EXPECT_EQ(lseek(picture, 0, SEEK_CUR), 0) << "the caller's position has moved";
     SetTime(scaled_, 0);
     SetConverter("exit 1");
     EXPECT_EQ(scale(), "none");
@@ -364,7 +357,7 @@ TEST_F(ScaledCoverTest, MakesACopyOfAPictureThatIsOpen) {
     close(picture);
 }
 
-TEST_F(ScaledCoverTest, TellsWhyThereIsNoPlaceForTheCopy) {
+TEST_F(ScaledCoverTest, TellsWhyTheCopyHasNoFolder) {
     Put(source_);
     EXPECT_EQ(Scaled("song.mp3", source_), "none");
     EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ Failed to get eaDir path of \\[" + source_.string() +

@@ -1,5 +1,3 @@
-#include <algorithm>
-#include <fstream>
 #include <tuple>
 
 #include "support/fixture.h"
@@ -36,10 +34,10 @@ TEST_F(Text, EscapesForHtml) {
         std::string room = "unchanged";
         room.resize(128, '#');
         room[9] = '\0';
-        const std::string behind = room.substr(size);
+        const std::string after = room.substr(size);
         VARNHtmlSpecialChar(source.c_str(), room.data(), size);
         EXPECT_EQ(room.c_str(), result) << source;
-        EXPECT_EQ(room.substr(size), behind) << source;
+        EXPECT_EQ(room.substr(size), after) << source;
     }
     char room[] = "unchanged";
     VARNHtmlSpecialChar(nullptr, room, sizeof room);
@@ -58,7 +56,7 @@ class PageNav : public SystemTest {
 };
 int PageNav::result_;
 
-TEST_F(PageNav, PrintsWhatLeadsSomewhere) {
+TEST_F(PageNav, PrintsOnlyLinksToOtherPages) {
     const auto link = [](int page, const std::string &image, const std::string &name) {
         return "<a href=\"javascript:ChangePageNo(null, " + std::to_string(page) +
                ");\"><img src=\"images/" + image + "_page.png\" alt=\"" + name + "\" border=0></a>";
@@ -96,7 +94,7 @@ class MimeType : public SystemTest {
     }
 };
 
-TEST_F(MimeType, TakesTheLastPairOfAnExtension) {
+TEST_F(MimeType, IsTheLastOneOfItsExtension) {
     WriteFile(varn::path::kMimeTypes,
               "mp3 audio/first\n  FLAC\taudio/flac\r\njpg\nimage/jpeg mp3 " +
                   std::string("audio/mpeg\nlone"));
@@ -115,7 +113,7 @@ TEST_F(MimeType, TakesTheLastPairOfAnExtension) {
     EXPECT_EQ(VARNAudioGetMimetype("mp3", nullptr, 6) + VARNAudioGetMimetype("mp3", cut, 0), 0);
     WriteFile(varn::path::kMimeTypes, "a " + std::string(10'000, 'x') + "\nmp3 audio/mpeg\n");
     EXPECT_EQ(Of("a").size(), 63U) << "a word longer than any buffer";
-    EXPECT_EQ(Of("mp3"), "audio/mpeg") << "is one word";
+    EXPECT_EQ(Of("mp3"), "audio/mpeg") << "the long word hid the next line";
     EXPECT_TRUE(Log().empty());
     fs::remove(At(varn::path::kMimeTypes));
     EXPECT_EQ(Of("mp3"), "application/octet-stream");

@@ -1,12 +1,11 @@
 #include <array>
 #include <cmath>
-#include <cstdlib>
 #include <fstream>
 #include <memory>
-#include <sstream>
 #include <tuple>
 
 #include "support/fixture.h"
+#include "support/sounds.h"
 #include "tonvale/streaming.h"
 
 namespace {
@@ -96,14 +95,14 @@ TEST_F(MpegFile, ReadsFrameHeaders) {
     EXPECT_TRUE(Log().empty());
 }
 
-TEST_F(MpegFile, StopsAtWhatIsNoHeader) {
+TEST_F(MpegFile, StopsAtAnInvalidHeader) {
     MPEG_FRAME_HEADER header{};
     // A reserved version, MPEG-2.5, a reserved layer, bit rate 15, a reserved rate, free format.
     for (const std::string &bad :
          {Bytes({0xFF, 0xEB, 0x90, 0}), Bytes({0xFF, 0xE3, 0x80, 0}), Bytes({0xFF, 0xF9, 0x90, 0}),
           Bytes({0xFF, 0xFB, 0xF0, 0}), Bytes({0xFF, 0xFB, 0x9C, 0}), Bytes({0xFF, 0xFB, 0, 0})}) {
         int64_t position = 0;
-        // A good frame behind it is the next call's.
+        // The next call finds the good frame after it.
         for (const auto &[result, place] : {std::pair(0, 4), {1, 8}}) {
             EXPECT_EQ(Parse("junk" + bad + Frame(), header, position), result);
             EXPECT_EQ(position, place);
@@ -119,7 +118,7 @@ TEST_F(MpegFile, StopsAtWhatIsNoHeader) {
     EXPECT_TRUE(std::isinf(header.duration));
 }
 
-TEST_F(MpegFile, LooksNotIntoTheLastTenBytes) {
+TEST_F(MpegFile, HasNoHeaderInItsLastTenBytes) {
     MPEG_FRAME_HEADER header{};
     int64_t position = 0;
     EXPECT_EQ(Parse("xx" + Bytes({0xFF, 0xFB, 0x90, 0x00}), header, position, 7), 1);
@@ -153,7 +152,7 @@ TEST_F(MpegFile, WalksFrames) {
         {"junk between", Frame() + "junk" + Frame() + Frame(), 2, 838},
         {"an MPEG-2.5 file", Bytes({0xFF, 0xE3, 0x80, 0}) + std::string(100, 'x'), 1, 95},
         {"no frame", std::string(100, 'x'), 1, 91},
-        // The byte right behind a frame is not looked at, and the last zero is not passed over.
+        // The walk skips the zeros after a frame, but for the last one.
         {"zeros between", Frame() + zeros + Frame() + Frame(), 1, 417 + 4},
         {"zeros between, on", Frame() + zeros + Frame() + Frame(), 2, 417 + 5 + 417},
         {"zeros at the end", Frame() + zeros, 1, 417 + 4},
@@ -169,7 +168,7 @@ TEST_F(MpegFile, WalksFrames) {
     }
 }
 
-TEST_F(MpegFile, SaysWhatCannotBeRead) {
+TEST_F(MpegFile, LogsWhatCannotBeRead) {
     const std::string none = scratch() / "a\"%s'\\none.mp3";
     int64_t position = 5;
     MPEG_FRAME_HEADER header{};
@@ -192,18 +191,6 @@ TEST_F(MpegFile, SaysWhatCannotBeRead) {
     EXPECT_EQ(ParseMPEG(&reader, &position, &header), 0);
 }
 
-// The places of packets that another reader found in a file.
-std::vector<int64_t> PacketPlaces(const fs::path &path) {
-    const std::string command =
-        "ffprobe -v error -show_entries packet=pos -of csv=p=0 '" + path.string() + "'";
-    std::vector<int64_t> places;
-    std::unique_ptr<std::FILE, int (*)(std::FILE *)> pipe(popen(command.c_str(), "re"), pclose);
-    for (char line[64]; std::fgets(line, sizeof line, pipe.get()) != nullptr;) {
-        places.push_back(std::atoll(line));
-    }
-    return places;
-}
-
 TEST_F(MpegFile, AgreesWithAnotherReaderOnRealFiles) {
     const char *const encodings[] = {
         "-ar 44100 -c:a libmp3lame -b:a 128k -id3v2_version 3 -write_xing 0 -f mp3",
@@ -211,15 +198,14 @@ TEST_F(MpegFile, AgreesWithAnotherReaderOnRealFiles) {
         "-ar 22050 -c:a libmp3lame -b:a 64k -id3v2_version 4 -write_xing 0 -f mp3",
         "-ar 44100 -c:a mp2 -b:a 192k -f mp2"};
     for (const char *encoding : encodings) {
-        const fs::path path = scratch() / "real";
-        const std::string command =
-            "ffmpeg -v error -y -f lavfi -i sine=duration=3 -metadata title=x " +
-            std::string(encoding) + " '" + path.string() + "'";
-        ASSERT_EQ(std::system(command.c_str()), 0) << encoding;
-        const std::vector<int64_t> places = PacketPlaces(path);
+        const fs::path path = MakeSound(scratch() / "real", "sine=duration=3",
+                                        "-metadata title=x " + std::string(encoding));
+        const auto places = Words(Output({"/usr/bin/ffprobe", "-v", "error", "-show_entries",
+                                          "packet=pos", "-of", "csv=p=0", path}));
         ASSERT_GT(places.size(), 50U) << encoding;
         for (std::size_t frame = 0; frame < places.size(); ++frame) {
-            ASSERT_EQ(GetSeekOffset(path.c_str(), static_cast<int>(frame)), places[frame])
+            ASSERT_EQ(std::to_string(GetSeekOffset(path.c_str(), static_cast<int>(frame))),
+                      places[frame])
                 << encoding << " frame " << frame;
         }
         EXPECT_EQ(GetSeekOffset(path.c_str(), static_cast<int>(places.size())),

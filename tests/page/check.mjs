@@ -4,7 +4,7 @@
 // Usage: node check.mjs ADDRESS NAME:PASSWORD [FOR-SCREENSHOTS [THEME...]]
 //
 // Each file of checks/ is a theme. Its `checks` run in their order, in a browser that is logged in,
-// on a desk and in the light. `expected` are faults of the console that the theme itself causes.
+// on a desk and in the light. `expected` matches faults of the console that the theme causes.
 // SLOWER=4 in the environment slows the page's processor down by that.
 
 import assert from 'node:assert/strict';

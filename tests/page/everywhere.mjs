@@ -6,7 +6,7 @@ import { keys } from './webdriver.mjs';
 const VIEWS = ['/', '/albums', '/artists', '/genres', '/composers', '/songs', '/folders',
   '/playlists', '/favourites', '/radio', '/servers', '/search?q=a', '/queue', '/settings', '/more'];
 
-/** Where a click leads to: from, on what, and what is there then. */
+/** The view, the element to click on, and what appears. */
 const PLACES = [
   ['/albums', '.card-link', '.album song-row'],
   ['/artists', '.card-link', 'main h1:not(:empty)'],
@@ -14,7 +14,7 @@ const PLACES = [
   ['/playlists', 'main .row-list a, main .card-link', '.playlist song-row'],
 ];
 
-/** What a click opens: its view, on what, the text of a menu or none, and what is there then. */
+/** The view, the element to click on, the item of its menu or none, and what appears. */
 const DIALOGS = [
   ['/songs', 'song-row .row-menu', '', '.menu-item'],
   ['/songs', 'song-row .row-menu', 'do.about', 'dialog dl'],
@@ -28,7 +28,7 @@ const DIALOGS = [
   ['/settings', '.custom-keys .button', '', 'dialog [name=title]'],
 ];
 
-/** Of a list: its menu. */
+/** The item of a playlist's menu, and what appears. */
 const LIST_DIALOGS = [['do.share', 'dialog [type=date]'], ['do.rename', 'dialog [name=name]'],
   ['do.findMissing', '.missing .empty'], ['do.delete', 'dialog .is-danger']];
 

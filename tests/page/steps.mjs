@@ -21,10 +21,10 @@ export const browser = await Browser.start();
 const lists = async () => (await ask('Playlist', 'list')).playlists.map(({ id }) => id);
 let firstLists;
 
-/** What the end of the run waits for. */
+/** Called one after the other at the end of the run. */
 export const endings = [() => browser.end()];
 
-/** What the API answers to the page's own session. */
+/** The API's answer to the page's own session. */
 export const ask = (api, method, params = {}) => browser.run(async (form) => {
   const asked = { method: 'POST', body: new URLSearchParams(form) };
   return (await (await (window.plainFetch ?? fetch)('/webapi/entry.cgi', asked)).json()).data;
@@ -34,8 +34,8 @@ export const ask = (api, method, params = {}) => browser.run(async (form) => {
 export const evening = async () =>
   (await ask('Playlist', 'list')).playlists.find(({ name }) => name === 'Evening').id;
 
-// What each document gives the checks: how often it asked, how often without an answer yet, and a
-// way to ask that is not counted.
+// Each document counts its requests and those without an answer, and keeps a way to ask that is not
+// counted.
 await browser.devtools('Page.addScriptToEvaluateOnNewDocument', { source: `
   window.asked = 0;
   window.underWay = 0;
@@ -54,7 +54,7 @@ await browser.devtools('Page.addScriptToEvaluateOnNewDocument', { source: `
     }
   };` });
 
-/** Waits until the page has what it has asked for. What appears or moves is put at its end. */
+/** Waits until the page has all its answers. Ends animations. */
 export const settled = (of = browser) => until('the page to be still', () => of.run(async () => {
   for (let still = 0; still < 3;) {
     await new Promise(requestAnimationFrame);
@@ -67,7 +67,7 @@ export const settled = (of = browser) => until('the page to be still', () => of.
   return true;
 }));
 
-/** Opens a view and waits for what it must show, and for all that comes with it. */
+/** Opens a view and waits for an element and all answers. */
 export async function openView(path, selector = 'main h1') {
   await browser.open(address + path);
   await browser.find(selector);
@@ -87,7 +87,7 @@ export async function goTo(path, selector = 'main h1') {
   await settled();
 }
 
-/** Chooses what a menu that is open calls by a name of the table of texts. */
+/** Chooses an item of the open menu by its name in the table of texts. */
 export const choose = (text) => until(text, () => browser.run((words) => {
   const all = [...document.querySelectorAll('.menu-item')];
   const found = all.find((one) => one.textContent === words);
@@ -95,16 +95,16 @@ export const choose = (text) => until(text, () => browser.run((words) => {
   return Boolean(found);
 }, en[text]));
 
-/** Drags within a page that does not move by itself. */
+/** Drags once the page is still. */
 export const drag = (from, to) => settled().then(() => browser.drag(from, to));
 
-/** Chooses of the menu of the playlist that is shown. */
+/** Chooses from the menu of the shown playlist. */
 export async function chooseOfList(text) {
   await browser.click('.banner [aria-haspopup=menu]');
   await choose(text);
 }
 
-/** The place in what sounds; null: nothing does. */
+/** The position in the song that plays, or null. */
 export const sound = (of = browser) => of.run(() =>
   [...document.querySelectorAll('audio')].find((audio) => !audio.paused)?.currentTime ?? null);
 
@@ -113,13 +113,13 @@ export function isPlaying(of = browser) {
   return until('sound that goes on', async () => seen.add(await sound(of)).size > 2);
 }
 
-/** Plays what the open view has. */
+/** Plays the album or list of the open view. */
 export async function play() {
   await browser.click('.banner .is-main');
   await isPlaying();
 }
 
-/** The two longest songs, by their paths: they go on while a slow machine looks at other things. */
+/** The two longest songs, by path. They still play when a slow machine has finished a check. */
 export async function longSongs() {
   const { songs } = await ask('Song', 'list',
     { sort_by: 'duration', sort_direction: 'DESC', limit: 2, additional: 'song_tag' });
@@ -134,7 +134,7 @@ export async function playLong() {
   await play();
 }
 
-/** Clicks on the middle of something that seeks: the part of the song that is sought. */
+/** Clicks on the middle of a seek bar. Returns the part of the song that it leads to. */
 export async function seekBy(selector, of = browser) {
   await of.run(() => {
     window.sought = 0;
@@ -160,7 +160,7 @@ export async function logIn() {
     !document.querySelector('dialog.login')));
 }
 
-/** The first view, on a desk in the light, with a login. It is silent, and what plays goes on. */
+/** Opens the first view, on a desk in the light, with a login. Songs then repeat without an end. */
 export async function freshPage() {
   await browser.devtools('Emulation.clearDeviceMetricsOverride');
   await browser.devtools('Emulation.setTouchEmulationEnabled', { enabled: false });
@@ -176,7 +176,7 @@ export async function freshPage() {
   firstLists ??= await lists();
 }
 
-/** What is to be seen, in short, and the faults of the console. */
+/** The visible texts, in short, and the faults of the console. */
 export async function seen() {
   return [...await browser.run(() => [location.href,
     ...[...document.querySelectorAll('main, dialog, .menu, .toast, .away:not(:empty)')].map((one) =>
@@ -184,17 +184,17 @@ export async function seen() {
   ]), ...await newFaults()];
 }
 
-/** Ends what a check that broke off has left: keys that are held, dialogs, a queue, playlists. */
+/** Removes what a failed check has left: held keys, dialogs, a queue, playlists. */
 export async function cleanUp() {
   await browser.send('DELETE', '/actions');
   await browser.run(() => [localStorage, sessionStorage].forEach((one) => one.clear()));
   await freshPage();
-  const left = process.env.SERVER ? await lists() : []; // in another server somebody may make some
+  const left = process.env.SERVER ? await lists() : []; // another server has other users
   await Promise.all(left.filter((id) => !firstLists.includes(id))
     .map((id) => ask('Playlist', 'delete', { id })));
 }
 
-/** @param {number} rate how many times slower than the machine the page's processor is */
+/** @param {number} rate by which the page's processor is slower than the machine's */
 export const slowDown = (rate) => browser.devtools('Emulation.setCPUThrottlingRate', { rate });
 
 /** @param {'light' | 'dark'} value */
@@ -210,7 +210,7 @@ export async function asPhone(of = browser) {
   await setTheme('dark', of);
 }
 
-/** Runs something with a script that each new document starts with. */
+/** Runs something while each new document starts with a script. */
 export async function withScript(source, run) {
   const script = await browser.devtools('Page.addScriptToEvaluateOnNewDocument', { source });
   try {
@@ -237,7 +237,7 @@ export async function newFaults(of = browser) {
     level === 'SEVERE' && !/status of (401|503|504)/.test(message)).map(({ message }) => message);
 }
 
-/** Texts in sight that are neither data (dir=auto), figures, languages, nor of the table. */
+/** Visible texts that are not from the table, but for data (dir=auto), figures and languages. */
 export async function foreignTexts(place = '.shell') {
   const known = [...Object.values(en), 'English'].map((text) => {
     const parts = text.replace(/ …$/, '').split(/\{\w+\}/)

@@ -4,7 +4,7 @@ import { spawn } from 'node:child_process';
 import { createInterface } from 'node:readline';
 
 const ELEMENT = 'element-6066-11e4-a52e-4f735466cecf';
-const PATIENCE = 90000; // for a busy machine; what is in order takes a fraction of it
+const PATIENCE = 90000; // for a busy machine; usually a fraction of it
 const BROWSER = process.env.CHROMIUM ?? '/usr/bin/chromium';
 
 export const keys = {
@@ -14,7 +14,7 @@ export const keys = {
 
 export const sleep = (pause) => new Promise((resolve) => setTimeout(resolve, pause));
 
-/** Waits until a call gives something true, and gives it. */
+/** Waits until a call gives something true, and returns it. */
 export async function until(what, call, patience = PATIENCE) {
   const end = Date.now() + patience;
   let last;
@@ -91,7 +91,7 @@ export class Browser {
     });
   }
 
-  /** Clicks on what is enabled, not covered and does not move, with a key held or none. */
+  /** Clicks on an element once it is enabled, visible and still; a key may be held. */
   async click(selector, held = '') {
     if (held) {
       await this.act('keys', 'key', [{ type: 'keyDown', value: held }]);
@@ -146,7 +146,7 @@ export class Browser {
     await this.send('POST', `/element/${id}/value`, { text });
   }
 
-  /** Presses keys, one after the other, each with what is held. */
+  /** Presses keys, one after the other, each with a key held. */
   press(letters, held = '') {
     const around = (type) => held ? [{ type, value: held }] : [];
     const strokes = [...letters].flatMap((value) =>
@@ -168,7 +168,7 @@ export class Browser {
     return this.run((one) => document.querySelector(one)?.textContent ?? '', selector);
   }
 
-  /** What was logged since the last call: of the `browser` or its `performance`. */
+  /** The log since the last call: of the `browser` or its `performance`. */
   log(type) {
     return this.send('POST', '/se/log', { type });
   }

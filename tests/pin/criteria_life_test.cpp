@@ -1,9 +1,6 @@
 #include <unistd.h>
 
-#include <filesystem>
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "pin/pin_fixture.h"
 #include "varn/process.h"
@@ -24,7 +21,7 @@ class PinCriteria : public Pins {
     }
 };
 
-// A personal playlist is looked for as root; whoever asked must not stay it.
+// A personal playlist is looked up as root. The caller gets its own identity back.
 TEST_F(PinCriteria, LeaveTheProcessAsItWas) {
     if (!IsRoot()) {
         GTEST_SKIP() << "a process without rights runs as one account";
@@ -44,14 +41,13 @@ TEST_F(PinCriteria, LeaveTheProcessAsItWas) {
         }
         BackToRoot();
     }
-    ASSERT_EQ(VLIBSetEffective(4711, 4712), 0);  // a user without a name to switch back to
+    ASSERT_EQ(VLIBSetEffective(4711, 4712), 0);  // a user without an account
     ask("mine");
     EXPECT_EQ(geteuid(), 4711U);
     EXPECT_EQ(getegid(), 4712U);
     BackToRoot();
 }
 
-// A failed conversion leaves the criteria as they came.
 TEST_F(PinCriteria, FailedConversionsChangeNothing) {
     using Conversion = bool (PinManager::*)(Json::Value &) noexcept;
     const struct {
@@ -73,13 +69,13 @@ TEST_F(PinCriteria, FailedConversionsChangeNothing) {
         EXPECT_EQ(converted, criteria);
     }
     for (const char *user : {"", "..", "alice/bob", "nobody-here"}) {
-        PinManager nobody(kAlice, user);
+        PinManager unknown(kAlice, user);
         Json::Value other = Playlist("playlist_personal_normal/x");
-        EXPECT_EQ(CodeOf(nobody, nobody.ConvertPlaylistIdToPath(other)), 9) << user;
+        EXPECT_EQ(CodeOf(unknown, unknown.ConvertPlaylistIdToPath(other)), 9) << user;
     }
 }
 
-// Folders' identifiers are cut by length; what is left has to be a number.
+// The prefix of an identifier is cut off by its length. The rest must be a number.
 TEST_F(PinCriteria, FoldersAreFoundByTheirNumber) {
     Query(
         "INSERT INTO directory(id, path) VALUES (12, '/music');"
@@ -99,8 +95,8 @@ TEST_F(PinCriteria, FoldersAreFoundByTheirNumber) {
     }
 }
 
-// Rows that others wrote: the pin is listed, and can be renamed and removed.
-TEST_F(PinCriteria, StoredTextsThatCannotBeRead) {
+// Rows that others wrote: the pin can still be renamed and removed.
+TEST_F(PinCriteria, AreNullWhereTheStoredTextIsDamaged) {
     const std::string id = Pin("genre", Object({{"genre", "x"}}));
     for (const std::string &text :
          {std::string(), std::string("no json"), std::string(100000, '[')}) {

@@ -1,7 +1,5 @@
 #include <functional>
 #include <set>
-#include <string>
-#include <vector>
 
 #include "pin/pin_fixture.h"
 #include "support/socket_elsewhere.h"
@@ -34,7 +32,7 @@ class PinFailures : public Pins {
     }
 };
 
-TEST_F(PinFailures, ADatabaseThatIsDown) {
+TEST_F(PinFailures, AManagerWorksAgainAfterTheDatabase) {
     PinManager manager(kAlice, "alice");
     {
         const SocketElsewhere down;
@@ -44,8 +42,8 @@ TEST_F(PinFailures, ADatabaseThatIsDown) {
     EXPECT_EQ(manager.GetErrorCode(), 0);
 }
 
-// Each failing statement is logged under a line of its own, by which it is told from the others.
-TEST_F(PinFailures, StatementsThatFail) {
+// Each failing statement is logged with its own source line.
+TEST_F(PinFailures, FailingStatementsAreReported) {
     Query("ALTER TABLE pin RENAME TO elsewhere");
     EverythingFails(alice());
     std::set<std::string> places;
@@ -56,7 +54,7 @@ TEST_F(PinFailures, StatementsThatFail) {
             places.insert(line.substr(at, end - at));
         }
     }
-    EXPECT_EQ(places.size(), 4U) << "the count, a view, an id and a page";
+    EXPECT_EQ(places.size(), 4U) << "of the count, a view, an id and a page";
     Query("ALTER TABLE elsewhere RENAME TO pin");
 
     const std::string id = Pin("genre", Object({}));

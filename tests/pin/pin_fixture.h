@@ -6,9 +6,7 @@
 
 #include <initializer_list>
 #include <optional>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "support/fixture.h"
 #include "tonvale/pins.h"
@@ -34,7 +32,7 @@ class Pins : public DatabaseTest {
     }
     int CodeOf(bool done) { return CodeOf(alice(), done); }
 
-    // Pins a view and returns its id; "" with the error code in `error`.
+    // Pins a view of alice's and returns its id; "" after a failure.
     std::string Pin(const char *type, const Json::Value &criteria, const std::string &name = "n") {
         Tonvale::PinData pin;
         return alice().Pin(type, criteria, name, pin) ? pin.id : "";

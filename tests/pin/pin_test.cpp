@@ -1,8 +1,6 @@
 #include <climits>
 #include <iterator>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "pin/pin_fixture.h"
 #include "support/socket_elsewhere.h"
@@ -14,7 +12,7 @@ namespace {
 using namespace tonvale_test;
 using Tonvale::PinData;
 
-TEST_F(Pins, RefusesWhatIsNoView) {
+TEST_F(Pins, RefusesInvalidViews) {
     Json::Value number;
     number["folder"] = 12;
     const struct {
@@ -46,7 +44,6 @@ TEST_F(Pins, RefusesWhatIsNoView) {
     EXPECT_EQ(alice().GetErrorCode(), 0);
 }
 
-// What is found by its tags is the same before and after.
 TEST_F(Pins, KeepsViewsInTheirOrder) {
     const Json::Value album = Object({{"album", "It's"}, {"album_artist", "\u00df"}});
     const std::string endless(10000, '\'');
@@ -78,7 +75,7 @@ TEST_F(Pins, KeepsViewsInTheirOrder) {
     EXPECT_TRUE(List(alice(), 0, 0).empty());
     EXPECT_EQ(alice().GetPinTotalByUser(), 5);
 
-    // The same view twice: criteria of the lists without any are all the same.
+    // The same view twice. Some lists have no criteria, so all of theirs are the same.
     for (const auto &[type, criteria] :
          {std::pair("random_100", Object({{"album", "other"}})), std::pair("genre", Json::Value()),
           std::pair("album", Object({{"album_artist", "\u00df"}, {"album", "It's"}}))}) {
@@ -88,7 +85,7 @@ TEST_F(Pins, KeepsViewsInTheirOrder) {
 }
 
 // Changes by others are tested with the web API.
-TEST_F(Pins, AreShownToTheirUserAlone) {
+TEST_F(Pins, AreShownToTheirUserOnly) {
     const std::string mine = Pin("genre", Object({{"genre", "Rock"}}), "mine");
     for (const std::string &id : {mine, std::string(), std::string("1' OR '1'='1")}) {
         PinData pin;
@@ -119,7 +116,7 @@ class PinsByPath : public Pins {
     const std::string own = share + "/It's mine.m3u";
 };
 
-// Folders and playlists are found again after the library was indexed anew.
+// A new scan gives folders and playlists other row ids.
 TEST_F(PinsByPath, FollowTheLibrary) {
     WriteFile(varn::path::kShares, "music=\"" + share + "\"\n");
     Index("12", "1030");
@@ -158,7 +155,7 @@ TEST_F(PinsByPath, FollowTheLibrary) {
     Index("34", "1030");
     std::vector<PinData> pins;
     {
-        const SocketElsewhere down;  // the one connection that is open has to do
+        const SocketElsewhere down;  // the open connection is enough
         pins = List(alice());
     }
     ASSERT_EQ(pins.size(), std::size(cases));
@@ -166,8 +163,8 @@ TEST_F(PinsByPath, FollowTheLibrary) {
         EXPECT_EQ(pins[i].criteria, cases[i].shown);
     }
 
-    // What is gone keeps its pin, in the form in which it is stored; another user's does not stand
-    // in for it.
+    // A folder or playlist that is gone keeps its pin, shown in its stored form. Another user's row
+    // does not replace it.
     Index("56", "1031");
     Query("DELETE FROM directory; DELETE FROM playlist");
     pins = List(alice());
@@ -179,7 +176,6 @@ TEST_F(PinsByPath, FollowTheLibrary) {
     EXPECT_TRUE(alice().Unpin(pins[1].id));
 }
 
-// Playlists without a row keep their identifier, stored and shown.
 TEST_F(Pins, KeepPlaylistsWithoutARowByIdentifier) {
     WriteFile(varn::path::kPackageConf, "enable_personal_library=\"no\"\n");
     WriteFile("/usr/varn/etc/preference/alice/playlists/It's.m3u", "");
@@ -209,7 +205,7 @@ TEST_F(Pins, KeepPlaylistsWithoutARowByIdentifier) {
 
 class PinOrder : public Pins {
   protected:
-    // Three pins "a", "b", "c" of alice with the keys 4, 7 and 9, and one of bob().
+    // alice's pins "a", "b" and "c" with the keys 4, 7 and 9, and one of bob's.
     void SetUp() override {
         Pins::SetUp();
         for (const char *name : {"a", "b", "c"}) {
@@ -234,7 +230,7 @@ TEST_F(PinOrder, NumbersAPageFromItsFirstKey) {
     EXPECT_EQ(Keys(), "a5 b6 c4");
     EXPECT_TRUE(alice().Reorder({ids[1], ids[0]}, 1, 2));
     EXPECT_EQ(Keys(), "a6 b5 c4");
-    // A new pin stands behind the last one, wherever that is and however many there are.
+    // A new pin comes after the user's last one.
     Query("UPDATE pin SET sort_key = 40 WHERE name = 'a'; DELETE FROM pin WHERE name = 'b'");
     Query("UPDATE pin SET sort_key = 90 WHERE id = '" + bobs + "'");
     EXPECT_NE(Pin("genre", Object({}), "d"), "");
@@ -254,7 +250,6 @@ TEST_F(PinOrder, TakesExactlyThePagesPins) {
     EXPECT_EQ(Keys(), "a4 b7 c9");
 }
 
-// A database that others wrote into: no key is counted past the largest one.
 TEST_F(PinOrder, CountsNoKeyPastTheLargest) {
     const auto setKeys = [](int key) { Query("UPDATE pin SET sort_key = " + std::to_string(key)); };
     setKeys(INT_MAX);

@@ -5,10 +5,7 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <string>
 #include <type_traits>
-#include <vector>
 
 #include "support/fixture.h"
 #include "varn/base.h"
@@ -36,7 +33,7 @@ User Find(Key key) {
 
 constexpr char kWithoutRoot[] = "TONVALE_TEST_WITHOUT_ROOT";
 
-// The checks of a process without a root; 0 when all of them hold, else which one did not.
+// Checks accounts in a process without a root. Returns 0, or the number of the check that failed.
 int CheckSystemAccounts() {
     const passwd *entry = getpwuid(getuid());
     if (entry == nullptr) {
@@ -56,8 +53,8 @@ int CheckSystemAccounts() {
     return ResetCredentialsByName(entry->pw_name) == 0 ? 0 : 4;
 }
 
-// A root is read once for the life of a process, and main() makes one. So the test of a system
-// without it runs this program again, which answers before it comes to that.
+// A process reads its root once, and main() makes one. To test a system without a root, this
+// program runs again and ends before main().
 [[maybe_unused]] const bool kIsTestProgram = [] {
     if (std::getenv(kWithoutRoot) != nullptr) {
         _exit(CheckSystemAccounts());
@@ -83,7 +80,7 @@ TEST_F(Accounts, AreThoseOfTheSystemWithoutARoot) {
 }
 
 TEST_F(Accounts, AreThoseOfTheRootsFile) {
-    // Read again after each change, soon after the one before or not.
+    // The file is read again after each change, also when two changes follow at once.
     for (unsigned uid = 1100; uid < 1150; ++uid) {
         WriteFile(varn::path::kPasswd, "alice:x:" + std::to_string(uid) + ":100::/a:/s\n");
         usleep(uid % 10 == 0 ? 25000 : 0);
@@ -126,7 +123,7 @@ TEST_F(Accounts, AreThoseOfTheRootsFile) {
     EXPECT_EQ(VLIBCErrGet(), VLIB_ERR_SYSTEM);
 }
 
-TEST_F(Accounts, HaveAPreferenceFolderThatStaysInItsPlace) {
+TEST_F(Accounts, HaveAPreferenceFolderOnlyUnderAName) {
     char out[4096];
     ASSERT_EQ(VARNUserPreferenceDirGet("o'brien \xc3\xa9", out, sizeof out), 0);
     EXPECT_EQ(out, root().string() + "/usr/varn/etc/preference/o'brien \xc3\xa9");
@@ -177,7 +174,7 @@ TEST_F(Accounts, OwnThePathsBelowTheirMusicOnly) {
     }
 }
 
-// Homes are written with links or without, and lie where links lead: the indexer resolves them.
+// A home's path may hold symbolic links, which the indexer resolves.
 TEST_F(Accounts, HavePersonalMusicWhereTheIndexerFindsIt) {
     const fs::path link = At(varn::path::kHomes);
     const fs::path homes = fs::canonical(link);
@@ -191,7 +188,7 @@ TEST_F(Accounts, HavePersonalMusicWhereTheIndexerFindsIt) {
     const auto account = [](const char *name, const fs::path &home) {
         return std::string(name) + ":x:1030:100::" + home.string() + ":/s\n";
     };
-    // carol's home is not known to be among the homes before her name is looked up.
+    // Only carol's own entry tells that her home is among the homes.
     WriteFile(varn::path::kPasswd,
               account("alice", link / "alice") + account("bob", homes / "bob") +
                   account("carol", scratch() / "alias/carol") +

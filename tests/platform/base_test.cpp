@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <climits>
 #include <cwchar>
 #include <memory>
@@ -87,7 +86,7 @@ TEST(Hashes, ReplaceGrowAndKeepOtherValuesInPlace) {
     EXPECT_EQ(VLIBCSzHashGetValue(raw, ""), kept) << "a value moved without having been set";
     EXPECT_STREQ(VLIBCSzHashGetValue(raw, "4999"), "4999!");
     EXPECT_EQ(VLIBCSzHashGetValue(raw, "5000"), nullptr);
-    // A value that is set to itself is freed memory where the copy is made too late.
+    // Setting a value to itself reads freed memory if the copy is made too late.
     const char *own = VLIBCSzHashGetValue(raw, "4999");
     EXPECT_EQ(VLIBCSzHashSetValue(&raw, "4999", own), 0);
     EXPECT_STREQ(VLIBCSzHashGetValue(raw, "4999"), "4999!");

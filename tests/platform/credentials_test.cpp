@@ -1,11 +1,7 @@
 #include <grp.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
-#include <filesystem>
-#include <string>
-#include <vector>
 
 #include "platform/child.h"
 #include "support/fixture.h"
@@ -22,22 +18,7 @@ constexpr auto kSameUid = static_cast<uid_t>(-1);
 constexpr auto kSameGid = static_cast<gid_t>(-1);
 constexpr uid_t kNobody = 65534;
 
-// Real, effective and saved user ids, then group ids.
 using Ids = std::array<unsigned, 6>;
-
-Ids CurrentIds() {
-    Ids ids{};
-    getresuid(&ids[0], &ids[1], &ids[2]);
-    getresgid(&ids[3], &ids[4], &ids[5]);
-    return ids;
-}
-
-std::vector<gid_t> CurrentGroups() {
-    std::vector<gid_t> groups(1024);
-    groups.resize(static_cast<std::size_t>(getgroups(1024, groups.data())));
-    std::sort(groups.begin(), groups.end());
-    return groups;
-}
 
 class Credentials : public SystemTest {
   protected:
@@ -56,7 +37,7 @@ class Credentials : public SystemTest {
     }
 };
 
-// The same with a root to switch from.
+// The same with root's rights.
 class RootCredentials : public Credentials {
   protected:
     void SetUp() override {
@@ -116,7 +97,7 @@ TEST_F(RootCredentials, ComeBackWhenASwitchFailsHalfWay) {
         EXPECT_EQ(VLIBSetEffective(1030, 100), -1);
         EXPECT_EQ(CurrentIds(), (Ids{}));
     }));
-    // More groups than the kernel takes, met while another account is the effective one.
+    // More groups than the kernel takes, while another account is the effective one.
     std::string many;
     for (int id = 3000; id < 3000 + 65540; ++id) {
         many += "g:x:" + std::to_string(id) + ":bob\n";
@@ -131,7 +112,7 @@ TEST_F(RootCredentials, ComeBackWhenASwitchFailsHalfWay) {
     }));
 }
 
-TEST_F(RootCredentials, EndAScopeAsItsNameSays) {
+TEST_F(RootCredentials, EndAScopeAsAfterwardsSays) {
     using varn::Afterwards;
     WriteFile(varn::path::kPasswd,
               "root:x:0:0::/root:/bin/sh\nTonvale:x:1040:1041::/:/bin/false\n"
@@ -185,7 +166,7 @@ TEST_F(RootCredentials, SetOnlyWhatIsAskedFor) {
     }));
 }
 
-TEST_F(Credentials, AreOneAccountWithoutRights) {
+TEST_F(Credentials, CannotBeSwitchedWithoutRights) {
     EXPECT_TRUE(HoldsInChild([] {
         if (IsRoot()) {
             ASSERT_EQ(setgroups(0, nullptr), 0);

@@ -1,17 +1,8 @@
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
-#include <map>
-#include <random>
-#include <string>
 #include <utility>
-#include <vector>
 
+#include "platform/child.h"
 #include "support/fixture.h"
 #include "varn/base.h"
 #include "varn/database.h"
@@ -50,7 +41,7 @@ class Database : public DatabaseTest {
 };
 
 TEST_F(Database, ABackslashStaysInItsQuotes) {
-    // Of the two that may say otherwise the variable wins; what else it says is kept.
+    // The database and PGOPTIONS may both say otherwise. The variable's other options stay.
     for (const char *options : {"", "-c standard_conforming_strings=off -c statement_timeout=7s"}) {
         ASSERT_EQ(Execute("ALTER DATABASE mediaserver SET standard_conforming_strings = off"), 0);
         setenv("PGOPTIONS", options, 1);
@@ -64,7 +55,7 @@ TEST_F(Database, ABackslashStaysInItsQuotes) {
     }
 }
 
-TEST_F(Database, RowsAndFields) {
+TEST_F(Database, RowsAreReadByNumberAndFieldsByName) {
     ASSERT_EQ(Execute("SELECT n, NULL AS nothing, 'x' AS n FROM generate_series(1, 3) n"), 3);
     EXPECT_EQ(VARNDBNumRows(result_), 3);
     std::string seen;
@@ -88,7 +79,7 @@ TEST_F(Database, RowsAndFields) {
     EXPECT_STREQ(VARNDBFetchField(result_, 2, "n"), "3");
 }
 
-TEST_F(Database, CountsAndPages) {
+TEST_F(Database, StatementsReturnTheirNumberOfRows) {
     EXPECT_EQ(Execute("CREATE TEMP TABLE t (a int); INSERT INTO t VALUES (1), (2), (3)"), 3);
     EXPECT_EQ(VARNDBNumRows(result_), 0);
     EXPECT_EQ(VARNDBExecute(conn_, "UPDATE t SET a = 9 WHERE a > 1", nullptr), 2);
@@ -103,7 +94,7 @@ TEST_F(Database, CountsAndPages) {
     EXPECT_STREQ(VARNDBFetchField(result_, 0, "n"), "5");
 }
 
-TEST_F(Database, FailuresTellWhy) {
+TEST_F(Database, FailuresTellTheReason) {
     EXPECT_EQ(Execute("SELECT * FROM no_such_table"), -1);
     EXPECT_EQ(result_, nullptr);
     EXPECT_NE(std::strstr(VARNDBErrorGet(conn_), "no_such_table"), nullptr);
@@ -122,7 +113,7 @@ TEST_F(Database, FailuresTellWhy) {
     EXPECT_EQ(Execute("SELECT 1"), -1) << "a server that went away";
 }
 
-TEST_F(Database, CopiesRowsInOrNone) {
+TEST_F(Database, CopiesAllRowsOrNone) {
     ASSERT_EQ(Execute("CREATE TEMP TABLE t (a int, b text)"), 0);
     const std::string rows = "1\tO'Brien\\\\\\t\\n\n2\t\\N\n";
     EXPECT_EQ(VARNDBCopyIn(conn_, "COPY t FROM STDIN", rows.data(), rows.size()), 2);
@@ -144,7 +135,7 @@ TEST_F(Database, CopiesRowsInOrNone) {
     EXPECT_EQ(VARNDBCopyIn(conn_, "COPY t FROM STDIN", many.data(), many.size()), 300000);
 }
 
-// A closed connection is taken again as if it were new, and only by its own kind.
+// A closed connection is kept. The next one to the same database, with the same settings, takes it.
 class KeptConnections : public Database {
   protected:
     void SetUp() override {
@@ -208,127 +199,15 @@ TEST_F(KeptConnections, AreTakenByTheirKindWhileTheyLive) {
     EXPECT_EQ(Execute("SELECT 1"), 1) << "instead of the one that the server has ended";
     VARNDBClose(held);
 
-    const pid_t child = fork();
-    if (child == 0) {
+    EXPECT_TRUE(HoldsInChild([&] {
         conn_ = nullptr;
         Reconnect();
-        const bool isOwn = Backend() != survivor;
+        EXPECT_NE(Backend(), survivor) << "a child has connections of its own";
         VARNDBClose(conn_);
         VARNDBKeepConnections(0);
-        _exit(isOwn ? 0 : 1);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0) << "a child has connections of its own";
+    }));
     Reconnect();
     EXPECT_EQ(Execute("SELECT 1"), 1) << "and its parent's go on";
-}
-
-// Two writers change songs and ratings in turn, in transactions of which some are taken back. All
-// that a reader sees of one number is the same, however its rows were put together meanwhile.
-TEST_F(Database, ANumberTellsWhatIsSeen) {
-    varn::Database writers[] = {varn::Database(varn::ConnectLibrary()),
-                                varn::Database(varn::ConnectLibrary())};
-    bool isOpen[] = {false, false};
-    std::mt19937 random(20);
-    varn::Database reader{varn::ConnectLibrary()};
-    std::map<std::string, std::string> seen;
-    for (int step = 0; step < 1000; ++step) {
-        const std::size_t writer = random() % 2;
-        const std::string id = std::to_string(random() % 20 * 2 + writer);  // none waits for a row
-        const std::string statements[] = {
-            isOpen[writer] ? random() % 3 == 0 ? "ROLLBACK" : "COMMIT" : "BEGIN",
-            "INSERT INTO track (id, path) VALUES (" + id + ", 'p') ON CONFLICT DO NOTHING",
-            "UPDATE track SET year = year + 1 WHERE id = " + id,
-            "DELETE FROM track WHERE id = " + id,
-            "INSERT INTO rating_track VALUES (" + std::to_string(random() % 2 + kAlice) + ", " +
-                id +
-                ", 1) ON CONFLICT (track, userid) DO UPDATE SET star = rating_track.star % 5 + 1",
-        };
-        const std::size_t chosen = random() % std::size(statements);
-        writers[writer].Query(statements[chosen]);
-        isOpen[writer] = chosen == 0 ? !isOpen[writer] : isOpen[writer];
-        for (const auto &[kind, content] :
-             {std::pair<std::string, std::string>(
-                  "'song', 0", "(SELECT string_agg(t::text, ',' ORDER BY id) FROM track t)"),
-              {"'rating', 1030",
-               "(SELECT string_agg(r::text, ',' ORDER BY track) FROM rating_track r WHERE userid = "
-               "1030)"}}) {
-            const varn::Rows row =
-                reader.Query("SELECT COALESCE(change_number(" + kind +
-                             "), 0) AS number, md5(COALESCE(" + content + ", '')) AS content");
-            const std::string shown = row[0].Text("content");
-            const auto known = seen.emplace(kind + row[0].Text("number"), shown).first;
-            ASSERT_EQ(known->second, shown) << step << " " << statements[chosen];
-        }
-    }
-    for (std::size_t writer = 0; writer < 2; ++writer) {
-        writers[writer].Query(isOpen[writer] ? "COMMIT" : "SELECT 1");
-    }
-    EXPECT_LT(std::stoi(Value("SELECT count(*) FROM change")), 400) << "rows are put together";
-
-    const std::string before = Value("SELECT change_number('song', 0)");
-    Query(
-        "UPDATE track SET year = 1 WHERE id = 77; DELETE FROM album_track WHERE track = 77; INSERT "
-        "INTO playlist (path) SELECT 'p' WHERE false");
-    EXPECT_EQ(Value("SELECT change_number('song', 0)"), before) << "nothing was changed";
-    Query("TRUNCATE change");
-    EXPECT_EQ(Value("SELECT change_number('song', 0) IS NULL"), "t") << "a number that is lost";
-}
-
-TEST(Placeholders, EachKind) {
-    const auto fill = [](auto... arguments) {
-        const varn::Text text(VARNDBEscapeStringEX3(1, arguments...));
-        return std::string(text ? text.get() : "(null)");
-    };
-    EXPECT_EQ(fill("a = '@VARN:VAR'", "O'Br\\ien%_"), "a = 'O''Br\\ien%_'");
-    EXPECT_EQ(fill("a = @VARN:INT AND b = @VARN:INT", -5, 0), "a = -5 AND b = 0");
-    EXPECT_EQ(fill("@VARN:NEVAR ilike '%%@VARN:NEVAR%%'", "title", "O''Brien"),
-              "title ilike '%O''Brien%'");
-    EXPECT_EQ(fill("path like '@VARN:LVAR/%%'", "/m/a_b%\\'"), "path like '/m/a\\_b\\%\\\\''/%'");
-    EXPECT_EQ(fill("100% %%% @VARN @VARN:"), "100% %% @VARN @VARN:");
-    EXPECT_EQ(fill("'@VARN:VAR' '@VARN:VAR'", "@VARN:INT %%", "x"), "'@VARN:INT %%' 'x'")
-        << "an argument is not a template";
-    EXPECT_EQ(fill("@VARN:VARX", "v"), "vX");
-    for (const char *bad :
-         {"\xFF", "a\xC3", "\xC0\xAF", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xE2\x82"}) {
-        EXPECT_EQ(fill("'@VARN:VAR'", bad), "(null)");
-    }
-    EXPECT_EQ(fill("'@VARN:VAR'", "\xF0\x9F\x8E\xB5 \xED\x9F\xBF"),
-              "'\xF0\x9F\x8E\xB5 \xED\x9F\xBF'");
-    EXPECT_EQ(fill("'@VARN:VAR'", static_cast<const char *>(nullptr)), "(null)");
-    EXPECT_EQ(VARNDBEscapeStringEX3(1, nullptr), nullptr);
-    EXPECT_EQ(VARNDBEscapeStringEX3(2, "x"), nullptr);
-}
-
-TEST(Escaping, IntoBuffers) {
-    std::array<char, 16> out = {};
-    EXPECT_EQ(VARNDBEscapeString("a'b''", out.data(), out.size()), 8);
-    EXPECT_STREQ(out.data(), "a''b''''");
-    EXPECT_EQ(VARNDBEscapeBackslash("a\\'", out.data(), out.size()), 4);
-    EXPECT_STREQ(out.data(), "a\\\\'");
-    EXPECT_EQ(VARNDBEscapeString("'''", out.data(), 7), 6);
-    EXPECT_EQ(VARNDBEscapeString("'''", out.data(), 6), -1);
-    EXPECT_STREQ(out.data(), "");
-}
-
-TEST(Escaping, OnlyPatternsOfAFinishedCondition) {
-    const auto escaped = [](std::string buffer, std::size_t size) {
-        buffer.resize(std::max(size, buffer.size() + 1));
-        const int result = EscapeConditionEX(buffer.data(), size);
-        return (result == 0 ? "" : "refused ") + std::string(buffer.c_str());
-    };
-    for (const char *kept : {"", "a = 'x\\y'", "\"like\" = 'x\\y'", "like_it = 'x\\y' or a like b",
-                             "a = 'like' || 'x\\y'", "a LIKE E'x\\\\y'"}) {
-        EXPECT_EQ(escaped(kept, 64), kept);
-    }
-    EXPECT_EQ(escaped("a LIKE 'x\\y'", 64), "a LIKE 'x\\\\y'");
-    EXPECT_EQ(escaped("a not iLike\n( 'x\\y''z\\' ) and b = '\\'", 64),
-              "a not iLike\n( 'x\\\\y''z\\\\' ) and b = '\\'");
-    EXPECT_EQ(escaped("a LIKE 'x\\' || 'y\\'", 64), "a LIKE 'x\\\\' || 'y\\'");
-    EXPECT_EQ(escaped("a LIKE '\\'", 11), "refused a LIKE '\\'");
-    EXPECT_EQ(escaped("a LIKE '\\'", 12), "a LIKE '\\\\'");
-    EXPECT_EQ(escaped("a LIKE 'open''", 64), "refused a LIKE 'open''");
 }
 
 }  // namespace

@@ -1,20 +1,15 @@
 #include "varn/keyfile.h"
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <optional>
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "platform/child.h"
 #include "support/fixture.h"
@@ -93,7 +88,7 @@ TEST_F(KeyFile, ReadsEveryFormOfALine) {
     }
 }
 
-TEST_F(KeyFile, GivesWhatFitsAndForgetsWhatWasThere) {
+TEST_F(KeyFile, CutsAValueToTheBufferAndClearsItAfterAFailure) {
     Put("key=12345\n");
     char out[8] = "#######";
     const auto get = [&](const char *path, int size) {
@@ -119,10 +114,8 @@ TEST_F(KeyFile, GivesBackEveryValueByteForByte) {
         everyByte += static_cast<char>(byte);
     }
     const std::string large(1 << 20, '"');
-    const std::string values[] = {"",         "plain", " both ends ", "\ttab\t",    "\"quoted\"",
-                                  "\"",       "\\",    "end\\",       "\\n",        "two\nlines\n",
-                                  "crlf\r\n", "a=b",   "#hash",       "R\xc3\xb3s", "\xff\xfe",
-                                  everyByte,  large};
+    const std::string values[] = {"",    " both ends ", "\"quoted\"", "end\\",   "\\n",
+                                  "a=b", "crlf\r\n",    "#hash",      everyByte, large};
     for (std::size_t i = 0; i < std::size(values); ++i) {
         ASSERT_EQ(Set("key" + std::to_string(i), values[i]), 0);
     }
@@ -172,11 +165,11 @@ TEST_F(KeyFile, KeepsModeAndOwner) {
     EXPECT_NE(status.st_ino, first) << "a reader of the old file would see it change";
 }
 
-TEST_F(KeyFile, WritesBehindSymbolicLinks) {
+TEST_F(KeyFile, WritesThroughSymbolicLinks) {
     fs::create_directory(scratch() / "real");
     fs::create_symlink("real/middle.conf", file_);
     fs::create_symlink("there.conf", scratch() / "real/middle.conf");
-    ASSERT_EQ(Set("a", "1"), 0) << "a link whose target is still to come";
+    ASSERT_EQ(Set("a", "1"), 0) << "a link whose target does not exist yet";
     ASSERT_EQ(Set("a", "2"), 0);
     EXPECT_TRUE(fs::is_symlink(file_));
     EXPECT_EQ(ReadFile(scratch() / "real/there.conf"), "a=\"2\"\n");
@@ -185,7 +178,7 @@ TEST_F(KeyFile, WritesBehindSymbolicLinks) {
     EXPECT_EQ(Set("a", "1"), -1) << "a link to itself";
 }
 
-TEST_F(KeyFile, RefusesWhatIsNoRegularFile) {
+TEST_F(KeyFile, RefusesSpecialFiles) {
     ASSERT_EQ(mkfifo(file_.c_str(), 0666), 0);
     EXPECT_EQ(Set("a", "1"), -1);
     EXPECT_EQ(Get("a"), std::nullopt) << "and does not wait for a writer";
@@ -200,10 +193,7 @@ TEST_F(KeyFile, RefusesWhatIsNoRegularFile) {
 TEST_F(KeyFile, IsUntouchedWhenTheDiskIsFull) {
     Put("a=1\n");
     EXPECT_TRUE(HoldsInChild([&] {
-        // A file may grow to 64 bytes and no further: the write stops half way.
-        std::signal(SIGXFSZ, SIG_IGN);
-        const rlimit limit = {64, 64};
-        setrlimit(RLIMIT_FSIZE, &limit);
+        LimitFiles(64);  // the write stops half way
         EXPECT_EQ(Set("b", std::string(100, 'x')), -1);
         EXPECT_EQ(VLIBCErrGet(), VLIB_ERR_SYSTEM);
         file_ += "2";
@@ -213,8 +203,7 @@ TEST_F(KeyFile, IsUntouchedWhenTheDiskIsFull) {
     ExpectAlone();
 }
 
-// ---- in a folder that others write to -----------------------------------------------------------
-
+// In a folder that others write to.
 class SharedKeyFile : public KeyFile {
   protected:
     void SetUp() override {
@@ -241,7 +230,7 @@ TEST_F(SharedKeyFile, GoesWithItsLastKey) {
     EXPECT_FALSE(fs::exists(file_));
     ASSERT_EQ(SetAt("a", "1"), 0);
     ASSERT_EQ(SetAt("b", "2"), 0);
-    // The folder is the one that was opened, whatever is at its path by now.
+    // The folder is the one that was opened, even if another one is at its path now.
     const fs::path moved = scratch().string() + "-moved";
     fs::rename(scratch(), moved);
     fs::create_directory(scratch());
@@ -278,12 +267,12 @@ TEST_F(SharedKeyFile, OnlyPlainFilesAreEdited) {
     ASSERT_EQ(SetAt("a", "2", "victim"), 0);
     EXPECT_EQ(fs::status(victim).permissions(), fs::perms(0755)) << "no program of root's";
     fs::create_directory(scratch() / ".victim.tmp");
-    EXPECT_EQ(SetAt("a", "3", "victim"), 0) << "whatever has the name of a temporary file";
+    EXPECT_EQ(SetAt("a", "3", "victim"), 0) << "a folder has the name of the temporary file";
     EXPECT_EQ(SetAt("a", "3", std::string(255, 'x').c_str()), 0) << errno;
 }
 
-// Whoever may read the file can keep it locked.
-TEST_F(SharedKeyFile, NobodyHoldsAnEditUpForLong) {
+// Every account that may read the file can lock it.
+TEST_F(SharedKeyFile, ALockHoldsAnEditUpOnlyForAWhile) {
     for (const short kind : {short{F_RDLCK}, short{F_WRLCK}}) {
         Put("a=1\n");
         const int fd = open(file_.c_str(), kind == F_RDLCK ? O_RDONLY : O_RDWR);
@@ -292,7 +281,7 @@ TEST_F(SharedKeyFile, NobodyHoldsAnEditUpForLong) {
         ASSERT_EQ(fcntl(fd, F_OFD_SETLK, &lock), 0);
         EXPECT_TRUE(HoldsInChild([&] {
             alarm(90);
-            patience_ = kind == F_RDLCK ? 2000 : 0;
+            patience_ = kind == F_RDLCK ? 50 : 0;
             EXPECT_EQ(SetAt("a", "2"), -1);
             EXPECT_EQ(errno, ETIMEDOUT);
         }));

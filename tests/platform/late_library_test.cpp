@@ -36,8 +36,7 @@ TEST(LateLibrary, FindsFunctionsOrTellsWhatIsMissing) {
 
 using BrokenLibraries = DatabaseTest;
 
-// What a damaged installation says, instead of a crash or of silence.
-TEST_F(BrokenLibraries, AreNamedByWhatNeedsThem) {
+TEST_F(BrokenLibraries, AreNamedByTheCommandsThatNeedThem) {
     for (const char *name : {"libcurl.so.4", "libpq.so.5"}) {
         std::ofstream(scratch() / name) << "no library";
     }

@@ -16,8 +16,7 @@ class MediaIndex : public DatabaseTest {
   protected:
     void SetUp() override {
         DatabaseTest::SetUp();
-        handle_.conn = VARNDBConnect(At(varn::path::kDatabaseSocketDir).c_str(), "Tonvale", nullptr,
-                                     "mediaserver");
+        handle_.conn = varn::ConnectLibrary().release();
         ASSERT_NE(handle_.conn, nullptr);
     }
     void TearDown() override {
@@ -36,7 +35,7 @@ class MediaIndex : public DatabaseTest {
         std::memset(&info_, 'x', sizeof(info_));
         return MediaInfoDBGet(&handle_, &info_);
     }
-    // The next row, to the last byte: queue files hold what is behind a text as well.
+    // Compares the next row to the last byte: queue files store the bytes after the end of a text.
     void ExpectRow(const VARN_MEDIA_INFO &expected) {
         ASSERT_EQ(Read(), 0);
         EXPECT_EQ(std::memcmp(&info_, &expected, sizeof info_), 0)
@@ -47,7 +46,7 @@ class MediaIndex : public DatabaseTest {
     VARN_MEDIA_INFO info_;
 };
 
-TEST_F(MediaIndex, EveryFieldOfATrack) {
+TEST_F(MediaIndex, FillsEveryFieldOfATrack) {
     Select(
         "SELECT 4294967295 AS id, '/m/a.flac' AS path, 'T' AS title, 'Al' AS album, 'Ar' AS "
         "artist, 'AA' AS album_artist, 'Co' AS composer, 'G, H' AS genre, 'C' AS comment, "
@@ -87,7 +86,7 @@ TEST_F(MediaIndex, EveryFieldOfATrack) {
     expected.track = 9;
     ExpectRow(expected);
     EXPECT_EQ(Read(), -1);
-    EXPECT_EQ(info_.title[0], 'x') << "left as it was at the end";
+    EXPECT_EQ(info_.title[0], 'x') << "nothing is written at the end";
     handle_.cursor = -1;
     EXPECT_EQ(Read(), -1);
 
@@ -102,7 +101,7 @@ TEST_F(MediaIndex, EveryFieldOfATrack) {
     ExpectRow(expected);
 }
 
-TEST_F(MediaIndex, NumbersHaveAPointWhateverTheLocale) {
+TEST_F(MediaIndex, NumbersHaveAPointInEveryLocale) {
     const std::string comma = scratch() / "de_DE.UTF-8";
     ASSERT_EQ(VLIBCExec("/usr/bin/localedef", "-i", "de_DE", "-f", "UTF-8", comma.c_str(), nullptr),
               0);

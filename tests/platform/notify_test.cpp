@@ -1,7 +1,6 @@
 #include "varn/notify.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,9 +11,7 @@
 #include <fstream>
 #include <iterator>
 #include <sstream>
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "linux/files.h"
 #include "platform/child.h"
@@ -30,7 +27,7 @@ using namespace tonvale_test;
 using varn::notify::Notice;
 using varn::notify::ParseLine;
 
-// Paths that a line-based file could come to grief over.
+// Paths that break a careless file of lines.
 std::vector<std::string> HostilePaths() {
     return {"/music/a b.mp3",
             "/music/two\nlines\r\n",
@@ -110,7 +107,7 @@ TEST_F(NotifyTest, HostilePathsArriveAsTheyWereSent) {
     }
 }
 
-TEST_F(NotifyTest, WhatCannotBeANoticeIsRefused) {
+TEST_F(NotifyTest, InvalidNoticesAreRefused) {
     using Case = std::tuple<std::string, std::string, int>;
     const std::string tooLong = "/" + std::string(PATH_MAX - 1, 'p');
     for (const auto &[path, oldPath, code] :
@@ -129,8 +126,8 @@ TEST_F(NotifyTest, WhatCannotBeANoticeIsRefused) {
     }
 }
 
-// Nothing gets lost between the two ways when the listener is slow, and nothing waits for it.
-TEST_F(NotifyTest, WhatAListenerDoesNotTakeIsSpooled) {
+// A slow listener loses no notice and holds no sender up.
+TEST_F(NotifyTest, NoticesThatTheListenerDoesNotTakeAreSpooled) {
     constexpr int kMost = 5000;
     varn::UniqueFd listener = Listen();
     int sent = 0;
@@ -140,12 +137,12 @@ TEST_F(NotifyTest, WhatAListenerDoesNotTakeIsSpooled) {
     }
     ASSERT_LT(sent, kMost);
     EXPECT_EQ(Received(listener).size() + Spooled().size(), static_cast<std::size_t>(sent));
-    listener.Reset();  // its file stays, as after a crash
+    listener.Reset();  // the file of its socket stays, as after a crash
     ASSERT_EQ(VLIBVRNotify("/music/late", nullptr, 2), 0);
     EXPECT_EQ(Spooled().back().pathOrId, "/music/late");
 }
 
-TEST_F(NotifyTest, AFullSpoolAsksForEverything) {
+TEST_F(NotifyTest, AFullSpoolAsksForAFullScan) {
     ASSERT_EQ(VLIBVRNotify("/music/first", nullptr, 2), 0);
     fs::resize_file(Spool(), (4U << 20) - 5);
     ASSERT_EQ(VLIBVRNotify("/music/too much", nullptr, 2), 0);

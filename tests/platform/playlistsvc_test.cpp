@@ -2,14 +2,8 @@
 #include "varn/playlistsvc.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
 
-#include <algorithm>
-#include <memory>
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "playlist/playlist_test.h"
 #include "varn/descriptor.h"
@@ -30,7 +24,7 @@ class PlaylistParser : public SystemTest {
 
     static fs::path music() { return scratch() / "music"; }
 
-    // The entries of a playlist in the folder "lists", those below the folder of music without it.
+    // The entries of a playlist in the folder "lists"; those in the folder of music relative to it.
     static Texts Entries(std::string_view text, const std::string &name = "list.m3u") {
         const fs::path path = music() / "lists" / name;
         Touch(path, text);
@@ -49,7 +43,7 @@ class PlaylistParser : public SystemTest {
     }
 };
 
-TEST_F(PlaylistParser, FilesMadeByHandAndByOtherPrograms) {
+TEST_F(PlaylistParser, ReadsFilesMadeByHandAndByOtherPrograms) {
     const Texts two = {"lists/a.mp3", "b.mp3"};
     using Case = std::tuple<std::string, std::string, Texts>;
     for (const auto &[name, text, entries] :
@@ -104,8 +98,8 @@ TEST_F(PlaylistParser, FilesMadeByHandAndByOtherPrograms) {
     }
 }
 
-// A list that this system wrote and another program added to.
-TEST_F(PlaylistParser, OwnWplListsThatOthersEdited) {
+// This system wrote the list, and another program added a line.
+TEST_F(PlaylistParser, ReadsOwnWplListsThatOthersEdited) {
     const std::string head =
         "<?wpl version=\"1.0\"?>\r\n<smil>\r\n<head></head>\r\n<body>\r\n<seq>\r\n"
         "<media src=\"1.mp3\"/>\r\n";
@@ -129,14 +123,14 @@ TEST_F(PlaylistParser, OwnWplListsThatOthersEdited) {
     EXPECT_EQ(Entries(head + "<media src=\"2.m", "l.wpl"), Texts{"lists/1.mp3"}) << "cut short";
 }
 
-TEST_F(PlaylistParser, CodePages) {
+TEST_F(PlaylistParser, GuessesTheCodePage) {
     EXPECT_EQ(Entries("Beyonc\xE9/D\xE9j\xE0 vu.mp3\r\n"), Texts{"lists/Beyoncé/Déjà vu.mp3"});
     EXPECT_EQ(Entries("\xCA\xE8\xED\xEE/\xC7\xE2\xE5\xE7\xE4\xE0.mp3\r\n"),
               Texts{"lists/Кино/Звезда.mp3"});
 }
 
-// Several programs may have written one list: a line that is not UTF-8 says nothing of the others.
-TEST_F(PlaylistParser, ABadLineLeavesTheOthersAlone) {
+// Several programs may have written one list.
+TEST_F(PlaylistParser, EachLineHasItsOwnEncoding) {
     const std::string ownWpl =
         "<?wpl version=\"1.0\"?>\r\n<smil>\r\n<head></head>\r\n<body>\r\n<seq>\r\n";
     const auto media = [](const std::string &path) { return "<media src=\"" + path + "\"/>\r\n"; };
@@ -164,8 +158,8 @@ TEST_F(PlaylistParser, ABadLineLeavesTheOthersAlone) {
     }
 }
 
-// An entry is what it says, unless only something like it is there.
-TEST_F(PlaylistParser, WhatIsThereDecides) {
+// An entry means its own path, unless only a similar one exists.
+TEST_F(PlaylistParser, ExistingFilesDecideWhatAnEntryMeans) {
     for (const char *name :
          {"lists/100%.mp3", "lists/a b.mp3", "lists/sub/x.mp3", "Pop/Abba/1.mp3", "1.mp3",
           "lists/e\u0301/e\u0301.mp3", "lists/\u00E9-\u00E9.mp3", "lists/%41.mp3",
@@ -195,7 +189,7 @@ TEST_F(PlaylistParser, WhatIsThereDecides) {
     EXPECT_EQ(Entries(url), Texts{"lists/a b.mp3"});
 }
 
-TEST_F(PlaylistParser, TagsOfRemoteEntries) {
+TEST_F(PlaylistParser, RemoteEntriesHaveTheTagsBeforeThem) {
     const fs::path path = music() / "l.m3u";
     Touch(path,
           "#EXTINF:5,local\na.mp3\n"
@@ -220,8 +214,8 @@ TEST_F(PlaylistParser, TagsOfRemoteEntries) {
               "3 rtsp://r/3 Camera  0 0\n");
 }
 
-// A file of the package's neighbours is not shown through a link that ends in ".m3u".
-TEST_F(PlaylistParser, RootsRightsReachPlaylistsAlone) {
+// A link that ends in ".m3u" does not show another account's file.
+TEST_F(PlaylistParser, RootsRightsReadPlaylistsOnly) {
     if (!IsRoot()) {
         GTEST_SKIP() << "needs a second account";
     }
@@ -248,8 +242,8 @@ TEST_F(PlaylistParser, RootsRightsReachPlaylistsAlone) {
     EXPECT_EQ(GetCandidateListByPlaylistParse((scratch() / "link.m3u").c_str(), &list, &remote),
               -1);
     EXPECT_EQ(list, nullptr);
-    // Its entries are looked for with the same rights, and an edit keeps them. Outside the music
-    // these rights tell nothing.
+    // The entries are looked up with root's rights, also for a list that an edit holds open. These
+    // rights find nothing outside of the music.
     for (const std::string &own : {(home / "own.m3u").string(), varn::DescriptorPath(held.Get())}) {
         ASSERT_EQ(GetCandidateListByPlaylistParse(own.c_str(), &list, &remote), 5);
         EXPECT_EQ(geteuid(), GetUserIdFromName("Tonvale"));
@@ -263,7 +257,7 @@ TEST_F(PlaylistParser, RootsRightsReachPlaylistsAlone) {
     EXPECT_EQ(ResetCredentialsByName("root", true), 0);
 }
 
-TEST(VirtualNames, NumberBehindAFileWithAnExtension) {
+TEST(VirtualNames, AreAFileWithAnExtensionAndANumber) {
     std::array<char, 32> file{};
     int track = 0;
     const auto parts = [&](const char *name) {
@@ -283,7 +277,7 @@ TEST(VirtualNames, NumberBehindAFileWithAnExtension) {
     }
 }
 
-TEST(VirtualNames, FlagOrDescriptor) {
+TEST(VirtualNames, AreKnownByTheFlagOrTheComment) {
     VARN_MEDIA_INFO song = {};
     EXPECT_FALSE(IsVirtualMusic(&song));
     song.is_virtual = 1;

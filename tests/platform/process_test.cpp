@@ -7,11 +7,8 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <filesystem>
 #include <fstream>
 #include <functional>
-#include <string>
-#include <vector>
 
 #include "platform/child.h"
 #include "support/eventually.h"
@@ -36,18 +33,17 @@ std::string ShellOutput(const std::string &script) {
 
 class Process : public SystemTest {
   protected:
-    // It is gone, or dead and waits for its new parent to see that.
-    static void ExpectDead(const std::string &line) {
-        const std::string stat = "/proc/" + line.substr(0, line.find('\n')) + "/stat";
+    // The process whose id a file holds ends. Its new parent may not have reaped it yet.
+    static void ExpectEnd(const fs::path &pidFile) {
+        const pid_t pid = std::stoi(ReadFile(pidFile));
         EXPECT_TRUE(Eventually([&] {
-            const std::string state = ReadFile(stat);
-            return state.empty() || state.find(") Z ") != state.npos;
-        })) << "still there: "
-            << ReadFile(stat);
+            const std::string state = StatusOf(pid, "State");
+            return state.empty() || state.starts_with("Z");
+        }));
     }
 };
 
-TEST_F(Process, GivesTheExitStatus) {
+TEST_F(Process, ReturnsTheExitStatus) {
     const std::pair<const char *, int> cases[] = {
         {"exit 0", 0}, {"exit 255", 255}, {"kill -9 $$", 128 + SIGKILL}, {"kill -15 $$", 143}};
     for (const auto &[script, status] : cases) {
@@ -73,11 +69,11 @@ TEST_F(Process, EndsAProgramThatTakesTooLong) {
     };
     EXPECT_EQ(run("exit 7", 60), 7);
     EXPECT_EQ(run("exec sleep 1000", 0), 128 + SIGKILL);
-    // What it started goes with it.
+    // Its children end with it.
     const fs::path started = scratch() / "started";
     EXPECT_EQ(run("trap '' TERM INT; sleep 1000 & echo $! > '" + started.string() + "'; wait", 1),
               128 + SIGKILL);
-    ExpectDead(ReadFile(started));
+    ExpectEnd(started);
     EXPECT_EQ(VLIBCExecvWithin("/nonexistent", Arguments({"x"}).Get(), 1), -1);
 }
 
@@ -122,19 +118,16 @@ TEST_F(Process, PassesArgumentsThroughNoShell) {
     const std::vector<std::string> hostile = {
         "",           "a b", "$(touch evil)",         "`id`", "'\"", "\\", "*", "\xff",
         "two\nlines", "-n",  std::string(100000, 'x')};
-    std::vector<std::string> argv = {"printf", "%s\\n"};
+    std::vector<std::string> argv = {"/usr/bin/printf", "%s\\n"};
     std::string expected;
     for (const std::string &text : hostile) {
         argv.push_back(text);
         expected += text + "\n";
     }
-    FILE *stream = Open("/usr/bin/printf", "r", argv);
-    ASSERT_NE(stream, nullptr);
-    EXPECT_EQ(TextOf(stream), expected);
-    EXPECT_EQ(VLIBCPclose(stream), 0);
+    EXPECT_EQ(Output(argv), expected);
 }
 
-TEST_F(Process, DetachesAProgramThatNobodyWaitsFor) {
+TEST_F(Process, DetachesAProgramThatIsNotWaitedFor) {
     const std::string go = scratch() / "go";
     const std::string out = scratch() / "out";
     const std::string script =
@@ -143,17 +136,17 @@ TEST_F(Process, DetachesAProgramThatNobodyWaitsFor) {
         "/proc/self/fd/0 /proc/self/fd/2; cut -d' ' -f6 /proc/self/stat) > " +
         out + ".new; mv " + out + ".new " + out;
     ASSERT_EQ(VLIBCExecv(kShell, Arguments({"sh", "-c", script}).Get(), 0), 0);
-    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "somebody would have to reap it";
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "this process would have to reap it";
     std::ofstream(go).close();
     EXPECT_TRUE(Eventually([&] { return fs::exists(out); }));
-    // Readers of this process's output would wait for a program that holds it.
+    // A program that held this process's output open would keep its readers waiting.
     const std::string seen = ReadFile(out);
     EXPECT_TRUE(seen.starts_with("/dev/null\n/dev/null\n")) << seen;
     EXPECT_FALSE(seen.ends_with("\n" + std::to_string(getsid(0)) + "\n"));
 }
 
 TEST_F(Process, EndsAProgramWhoseReaderLeaves) {
-    // Even where this process ignores the signal that ends a writer, and where nothing is written.
+    // Even if this process ignores SIGPIPE, and even if the program writes nothing.
     EXPECT_TRUE(HoldsInChild([] {
         std::signal(SIGPIPE, SIG_IGN);
         alarm(90);
@@ -164,7 +157,7 @@ TEST_F(Process, EndsAProgramWhoseReaderLeaves) {
         for (FILE *each : {stream, silent}) {
             EXPECT_TRUE(WIFSIGNALED(VLIBCPclose(each)));
         }
-        // One that was read to its end has something to finish.
+        // A program may go on after the end of its output.
         FILE *ending = Open(kShell, "r", {"sh", "-c", "exec >&-; sleep 0.2; exit 3"});
         EXPECT_EQ(TextOf(ending), "");
         EXPECT_EQ(WEXITSTATUS(VLIBCPclose(ending)), 3);
@@ -243,7 +236,7 @@ TEST_F(Process, QuotesForAShell) {
 }
 
 TEST_F(Process, EndsAStreamsProgramWithItsParent) {
-    // It neither reads nor writes, so that no closed pipe would end it.
+    // The program neither reads nor writes, so no closed pipe ends it.
     const std::string pidFile = scratch() / "pid";
     EXPECT_TRUE(HoldsInChild([&] {
         EXPECT_NE(Open(kShell, "r", {"sh", "-c", "echo $$ >" + pidFile + "; exec sleep 1000"}),
@@ -252,7 +245,7 @@ TEST_F(Process, EndsAStreamsProgramWithItsParent) {
             usleep(1000);
         }
     }));
-    ExpectDead(ReadFile(pidFile));
+    ExpectEnd(pidFile);
 }
 
 }  // namespace

@@ -1,11 +1,6 @@
 #include "varn/share.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <fstream>
-#include <string>
 
 #include "support/fixture.h"
 #include "varn/base.h"
@@ -63,7 +58,7 @@ TEST_F(Shares, HoldAPathByItsLongestWholeComponents) {
         EXPECT_EQ(Holding(path), "live /volume1/music/live") << path;
     }
     EXPECT_EQ(Holding("/volume2/a \"b\"/c"), "O'Brien \xc3\xa9 /volume2/a \"b\"");
-    // Callers cut by the length of the share's path: it is written as the share's is.
+    // Callers cut the share's path off by its length, so the path must begin with its very bytes.
     for (const char *path :
          {"//volume1/music/a.mp3", "/volume1//music/a.mp3", "/./volume1/music/a.mp3",
           "/volume1/music2/a.mp3", "/volume1", "/", "/volume1/other/a.mp3", "volume1/music/a.mp3",
@@ -110,7 +105,7 @@ TEST_F(EaDirs, AreMadeForEveryUser) {
     for (const fs::path &made : {eaDir, eaDir.parent_path()}) {
         EXPECT_EQ(fs::status(made).permissions(), fs::perms(0777)) << made;
     }
-    // One that is there keeps the mode that its owner gave it.
+    // A folder that exists keeps its mode.
     fs::permissions(eaDir, fs::perms(0700));
     EXPECT_EQ(VARNEAMKDir((eaDir.string() + "/").c_str()), 0);
     EXPECT_EQ(fs::status(eaDir).permissions(), fs::perms(0700));

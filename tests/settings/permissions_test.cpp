@@ -1,16 +1,11 @@
-// The users file: rights in all combinations, and files that nobody should have written.
-#include <gtest/gtest.h>
+// The users file: rights in all combinations, and damaged files.
 #include <json/value.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
-#include <csignal>
 #include <fstream>
 
+#include "platform/child.h"
 #include "support/fixture.h"
 #include "tonvale/settings.h"
-#include "varn/account.h"
-#include "varn/process.h"
 #include "varn/systempath.h"
 
 namespace {
@@ -43,7 +38,7 @@ TEST_F(Permissions, EveryMaskComesBackWithStreaming) {
     EXPECT_EQ(AudioUsers::GetUser(Json::Value(), kAlice, true), 63U);
 }
 
-TEST_F(Permissions, NonsenseGivesStreamingAlone) {
+TEST_F(Permissions, DamagedEntriesGiveStreamingAlone) {
     for (const char *text :
          {"{}", "[]", "[1030]", "null", "5", "\"1030\"", "{\"1030\": null}", "{\"1030\": []}",
           "{\"1030\": \"all\"}", "{\"1030\": 63}", "{\"1031\": {\"usb\": true}}",
@@ -83,26 +78,24 @@ TEST_F(Permissions, AnEntryCarriesThePreferencesThatThePackageOffers) {
     EXPECT_TRUE(json["1030"].isMember("audio_show_virtual_library"));
 }
 
-TEST_F(Permissions, WhoMayWhat) {
+TEST_F(Permissions, DependOnTheFileTheGroupAndTheApplication) {
     Users(R"({"1024": {}, "1030": {"usb": true, "sharing": true}, "1031": {"usb": false}})");
     std::ofstream(At(varn::path::kGroup), std::ios::app) << "more:x:900:bob\n";
     EXPECT_EQ(AudioUsers::GetUserPermission("admin"), 63U);
     EXPECT_EQ(AudioUsers::GetUserPermission("alice"), 35U);
     EXPECT_EQ(AudioUsers::GetUserPermission("bob"), 2U);
     EXPECT_EQ(AudioUsers::GetUserPermission("guest"), 2U);
-    for (const char *nobody : {"nobody-here", "", "1030", "alice:x"}) {
+    for (const char *name : {"nobody-here", "", "1030", "alice:x"}) {
         ClearLog();
-        EXPECT_EQ(AudioUsers::GetUserPermission(nobody), 0U) << nobody;
+        EXPECT_EQ(AudioUsers::GetUserPermission(name), 0U) << name;
         EXPECT_TRUE(Logged("audiolib/audiousers:[0-9]+ Fail to get user by name\\.$"));
     }
-    // An administrator by the group, whatever the file says.
-    std::string groups = ReadFile(At(varn::path::kGroup));
-    groups.replace(groups.find("administrators:x:101:admin"), 26, "administrators:x:101:admin,bob");
-    WriteFile(varn::path::kGroup, groups);
+    // The group makes an administrator, against the file.
+    MakeAdministrator("bob");
     EXPECT_EQ(AudioUsers::GetUserPermission("bob"), 63U);
     EXPECT_EQ(AudioUsers::GetUserPermission("alice"), 35U);
 
-    // Those who may not use the application at all; "admin" is not even asked.
+    // Users who may not use the application have no rights. This does not count for "admin".
     WriteFile(kPrivileges, "*=\"deny\"\nalice=\"allow\"\nbob=\"maybe\"\n");
     EXPECT_EQ(AudioUsers::GetUserPermission("alice"), 35U);
     EXPECT_EQ(AudioUsers::GetUserPermission("bob"), 0U);
@@ -141,7 +134,7 @@ TEST_F(Permissions, TheFirstFileKnowsAdminAndGuest) {
     EXPECT_EQ(Stored().getMemberNames(), std::vector<std::string>{"7"});
 }
 
-TEST_F(Permissions, FilesThatCannotBeRead) {
+TEST_F(Permissions, LargeOrDamagedFilesAreRefused) {
     const std::string padding(1048576 - std::string("{\"1030\": {}}").size(), ' ');
     Json::Value json;
     Users("{\"1030\": {}}" + padding);
@@ -162,7 +155,7 @@ TEST_F(Permissions, FilesThatCannotBeRead) {
     EXPECT_FALSE(AudioUsers::Read(json, ""));
 }
 
-TEST_F(Permissions, SavingReplacesTheFileOrLeavesIt) {
+TEST_F(Permissions, SavingReplacesTheFileOrKeepsIt) {
     Users("{\"note\": 1}");
     const Json::Value json(Json::objectValue);
     const std::string missing = scratch() / "missing/audio.users";
@@ -180,15 +173,10 @@ TEST_F(Permissions, SavingReplacesTheFileOrLeavesIt) {
     constexpr rlim_t kRoom = 50000;
     Json::Value large;
     large["note"] = std::string(2 * kRoom, 'x');
-    rlimit whole = {};
-    getrlimit(RLIMIT_FSIZE, &whole);
-    const rlimit small = {kRoom, whole.rlim_max};
-    std::signal(SIGXFSZ, SIG_IGN);
-    setrlimit(RLIMIT_FSIZE, &small);
-    const bool saved = AudioUsers::Save(large, File());
-    setrlimit(RLIMIT_FSIZE, &whole);
-    std::signal(SIGXFSZ, SIG_DFL);
-    EXPECT_FALSE(saved);
+    EXPECT_TRUE(HoldsInChild([&] {
+        LimitFiles(kRoom);
+        EXPECT_FALSE(AudioUsers::Save(large, File()));
+    }));
     EXPECT_TRUE(Logged("audiolib/audiousers \\([0-9]+\\) Failed to write .*\\.tmp\\. "));
     EXPECT_EQ(ReadFile(File()), "{\"note\": 1}");
     EXPECT_TRUE(fs::remove(File() + ".tmp")) << "the partial file is kept";

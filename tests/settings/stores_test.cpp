@@ -1,8 +1,5 @@
 // Custom keys, passwords of players, and the players that play together.
-#include <gtest/gtest.h>
 #include <json/value.h>
-
-#include <set>
 
 #include "support/fixture.h"
 #include "support/log_texts.h"
@@ -58,7 +55,7 @@ TEST_F(Stores, CustomKeysStartEmptyAndAreWrittenWithTheFirstChange) {
     }
 }
 
-TEST_F(Stores, CustomKeysOfDamagedFiles) {
+TEST_F(Stores, CustomKeysReplaceNoDamagedFile) {
     const auto change = [&](const char *text, bool hasNoItems = false) {
         SCOPED_TRACE(text);
         ClearLog();
@@ -91,7 +88,7 @@ TEST_F(Stores, CustomKeysOfDamagedFiles) {
     }
 }
 
-TEST_F(Stores, PasswordsComeBackWhateverTheyHold) {
+TEST_F(Stores, PasswordsAreStoredEncryptedAndReadBack) {
     char out[256];
     for (const std::string &password :
          {std::string("abc"), std::string("1"), std::string("12345678"), std::string("123456789"),
@@ -107,7 +104,7 @@ TEST_F(Stores, PasswordsComeBackWhateverTheyHold) {
         EXPECT_LT(cipher.size(), std::max<std::size_t>(2 * password.size(), 16));
         EXPECT_EQ(ReadFile(At(varn::path::kPasswords)).find("password of"), std::string::npos);
     }
-    // A buffer that is too small cuts the password, never the ciphertext.
+    // A small buffer cuts the password and not the ciphertext.
     ASSERT_EQ(VARNAudioPasswordGet("Kitchen \"1\"", out, 5), 0);
     EXPECT_STREQ(out, "xxxx");
     ASSERT_EQ(VARNAudioPasswordSet("other", "y"), 0);
@@ -115,9 +112,9 @@ TEST_F(Stores, PasswordsComeBackWhateverTheyHold) {
     EXPECT_EQ(out, std::string(200, 'x')) << "another name's password was touched";
 }
 
-TEST_F(Stores, PasswordsThatCannotBeHad) {
+TEST_F(Stores, PasswordsThatCannotBeReadOrStoredAreLogged) {
     char out[16] = "before";
-    // Gets or sets after the file has been given a text; what is logged then.
+    // Writes the file, then gets or sets a password. Returns the log.
     const auto failed = [&](const char *text, bool sets) {
         WriteFile(varn::path::kPasswords, text);
         ClearLog();
@@ -172,7 +169,7 @@ TEST_F(Stores, SelectionsRememberDevicesThatWereSelectedBefore) {
     EXPECT_EQ(ReadFile(At(varn::path::kMultiBluetooth)), "{}\n");
 }
 
-TEST_F(Stores, SelectionsThatCannotBeHad) {
+TEST_F(Stores, SelectionsReplaceNoDamagedFile) {
     const Json::Value none(Json::arrayValue);
     Json::Value json;
     EXPECT_EQ(VARNAudioMultiPlayerLoad(2, json), -1);

@@ -39,7 +39,7 @@ class SharingCache : public SharingTest {
     }
 };
 
-// The status is that of the moment of asking, from the dates that were read.
+// The dates are those that were read; the status is that of the moment.
 TEST_F(SharingCache, AnswersForThePlaylistsOfAUser) {
     Add("aaaaaaaa", kSmart, "/v/smart", kAlice, "2024-06-01", "2024-06-30");
     Add("bbbbbbbb", "playlist_shared_normal/1", "/v/one.m3u");
@@ -59,7 +59,7 @@ TEST_F(SharingCache, AnswersForThePlaylistsOfAUser) {
     EXPECT_EQ(out, "untouched");
 }
 
-TEST_F(SharingCache, IsReadAnewOnlyForUsersWithTheRight) {
+TEST_F(SharingCache, IsReadAgainOnlyForUsersWithTheRight) {
     Add("aaaaaaaa", kSmart, "/v/smart");
     SharingManager manager;
     ASSERT_TRUE(manager.PrepareSharingCache(kAlice));
@@ -73,7 +73,7 @@ TEST_F(SharingCache, IsReadAnewOnlyForUsersWithTheRight) {
     EXPECT_EQ(IdOf(manager, kSmart), "");
 }
 
-// Of two links to one file the first in the order of their identifiers has the new number.
+// Of two links to one file the one with the lower identifier follows.
 TEST_F(SharingCache, FollowsASharedPlaylistToItsNewRow) {
     Add("bbbbbbbb", "playlist_shared_normal/3", kFile);
     Add("aaaaaaaa", "playlist_shared_normal/20", kFile);
@@ -93,8 +93,7 @@ TEST_F(SharingCache, FollowsASharedPlaylistToItsNewRow) {
     EXPECT_EQ(PlaylistOf("cccccccc"), "playlist_shared_normal/9");
 }
 
-// Reading a link stores the row id that its playlist has now.
-TEST_F(SharingCache, ReadingALinkRekeysIt) {
+TEST_F(SharingCache, ReadingALinkStoresItsPlaylistsNewRowId) {
     Add("aaaaaaaa", kList, kFile);
     Query(
         "INSERT INTO playlist(id, path) VALUES (81, E'/volume1/music/playlists/"

@@ -1,12 +1,8 @@
 #include <algorithm>
-#include <filesystem>
-#include <string>
-#include <vector>
 
 #include "sharing/sharing_fixture.h"
 #include "support/socket_elsewhere.h"
 #include "varn/db.h"
-#include "varn/process.h"
 
 namespace {
 
@@ -21,7 +17,7 @@ class SharingFailures : public SharingTest {
         rec.id = id;
         return rec;
     }
-    // What needs the database, each with the answer of a failure.
+    // Every call that needs the database, with its answer after a failure.
     static bool EveryCallFails(SharingManager &manager) {
         SharingData add = Row("abcdefgh");
         SharingData update = Link(kAlice);
@@ -39,7 +35,7 @@ class SharingFailures : public SharingTest {
     }
 };
 
-TEST_F(SharingFailures, ADatabaseThatIsDownAndStatementsThatFail) {
+TEST_F(SharingFailures, EveryCallFailsWithoutADatabaseOrItsTables) {
     SharingManager manager;
     DBConnect_tag *conn = nullptr;
     {
@@ -67,7 +63,7 @@ TEST_F(SharingFailures, ADatabaseThatIsDownAndStatementsThatFail) {
         << "one line each";
 }
 
-// The user's list of single songs, when something is in the way.
+// The list of a user's single shared songs.
 class SharedSongsFailures : public SharingTest {
   protected:
     static constexpr char kList[] =
@@ -86,7 +82,7 @@ class SharedSongsFailures : public SharingTest {
     }
 };
 
-// Whatever keeps the link from being found, a row comes first and then an empty list.
+// The row is added first, then the empty list.
 TEST_F(SharedSongsFailures, ALinkThatIsNotFoundIsAdded) {
     SharingManager manager;
     EXPECT_FALSE(Get(manager)) << "the folder is not there";
@@ -110,11 +106,11 @@ TEST_F(SharedSongsFailures, ALinkThatIsNotFoundIsAdded) {
     EXPECT_FALSE(fs::exists(At(kList)));
 }
 
-TEST_F(SharedSongsFailures, NothingIsMadeForNobody) {
+TEST_F(SharedSongsFailures, NothingIsMadeForAnUnknownUser) {
     SharingManager manager;
     for (const char *user : {"", "..", "alice/../bob", "nobody-here"}) {
-        SharingData nobody;
-        EXPECT_FALSE(manager.GetPredefinedSharingRecord(user, nobody)) << user;
+        SharingData unknown;
+        EXPECT_FALSE(manager.GetPredefinedSharingRecord(user, unknown)) << user;
         EXPECT_EQ(manager.GetPredefinedSharingPlsPath(user), "");
         EXPECT_TRUE(Logged("audiolib/sharing:[0-9]+ cannot get preference dir, user name="));
         ClearLog();
@@ -122,7 +118,7 @@ TEST_F(SharedSongsFailures, NothingIsMadeForNobody) {
     EXPECT_EQ(Rows(), "0");
 }
 
-// What stands behind a NUL must not be lost: it is another user's name, song or link.
+// A text that was cut at its NUL would name another user, song or link.
 TEST_F(SharedSongsFailures, TextsWithANulAreRefused) {
     using namespace std::string_literals;
     SharingManager manager;

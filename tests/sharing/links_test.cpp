@@ -18,7 +18,7 @@ using tonvale_service::Reason;
 
 constexpr char kNone[] = "1970-01-01";
 
-// Why something is refused; nothing when it is not.
+// The reason of a refusal.
 template <typename Call>
 std::optional<Reason> Refused(const Call &call) {
     try {
@@ -68,8 +68,7 @@ class ShareLinks : public SharedLibraryTest {
     }
 };
 
-// Links are made at once, however many there are of a second, and do not tell each other.
-TEST_F(ShareLinks, NeedNotWaitForEachOther) {
+TEST_F(ShareLinks, OfOneSecondAreMadeWithoutAWait) {
     const FixedClock clock(1700000000, false);
     Links links(kAlice, "alice");
     std::set<std::string> ids;
@@ -121,7 +120,7 @@ TEST_F(ShareLinks, AreOfPlaylistsThatTheUserSees) {
     EXPECT_EQ(links.Create(kSongs, CheckedDays("", "2999-01-01"))["date_expired"], "2999-01-01");
 }
 
-// Playlists change numbers with each other when a library is indexed anew, and some go.
+// A new scan exchanges the numbers of playlists and removes some.
 TEST_F(ShareLinks, FollowPlaylistsToOtherNumbers) {
     Query(
         "INSERT INTO playlist (id, path, title) VALUES (13, '/v/13', 'thirteen'), "
@@ -141,7 +140,7 @@ TEST_F(ShareLinks, FollowPlaylistsToOtherNumbers) {
     };
     EXPECT_EQ(shown("12"), ids["13"] + " thirteen");
     EXPECT_EQ(shown("14"), ids["12"] + " A \"list\"");
-    // Neither is the one that is gone, whose number another one has.
+    // Another playlist has the number of the one that is gone.
     EXPECT_EQ(links.Update({"", "playlist_shared_normal/14"}, {"2020-01-01", "2020-01-02"})["id"],
               ids["12"]);
     EXPECT_EQ(links.Get({ids["14"], ""})["status"], "valid");
@@ -166,7 +165,7 @@ TEST_F(ShareLinks, ShareSingleSongs) {
     EXPECT_EQ(shared["song_url"], shared["url"].asString() + "/L211c2ljL2N1ZS5mbGFjXzE=");
     EXPECT_EQ(Refused([&] { links.ShareSong(TrackName(rock_)); }), Reason::kNoSuchSong);
     EXPECT_EQ(Refused([&] { links.ShareSong("music_0"); }), Reason::kNotASongId);
-    // A list that was lost is made again.
+    // A lost list is made again.
     fs::remove(Tonvale::SharingManager().GetPredefinedSharingPlsPath("alice"));
     EXPECT_EQ(links.ShareSong(Name(rock_))["id"], shared["id"]);
     EXPECT_EQ(links.GetSong(Name(rock_))["id"], shared["id"]);

@@ -11,7 +11,7 @@ using Tonvale::SharingManager;
 
 class SharingRecords : public SharingTest {};
 
-TEST_F(SharingRecords, ALinkLives) {
+TEST_F(SharingRecords, AreAddedReadChangedAndDeleted) {
     SharingManager manager;
     SharingData made = Link(kAlice);
     made.avail_date = "2024-01-01";  // half a range is none
@@ -41,7 +41,7 @@ TEST_F(SharingRecords, ALinkLives) {
     EXPECT_FALSE(manager.GetSharingRecord(byId, false));
 }
 
-TEST_F(SharingRecords, RefusesHalfARecord) {
+TEST_F(SharingRecords, NeedAnOwnerAPlaylistAndTheRight) {
     SharingManager manager;
     for (SharingData rec : {Link(UINT32_MAX), Link(kAlice, "")}) {
         EXPECT_FALSE(manager.AddSharingRecord(rec) || manager.UpdateSharingRecord(rec) ||
@@ -49,7 +49,7 @@ TEST_F(SharingRecords, RefusesHalfARecord) {
     }
     EXPECT_EQ(Log().size(), 8U);
     EXPECT_TRUE(manager.CheckSharingIdExist(""));
-    // A link belongs to its owner; who asks must have the right, and so must the owner.
+    // Both the owner and the user who asks must have the right.
     SharingData alices = Link(kAlice);
     SharingData bobs = Link(kBob);
     alices.id = "abcdefgh";
@@ -62,9 +62,9 @@ TEST_F(SharingRecords, RefusesHalfARecord) {
     EXPECT_FALSE(manager.GetSharingRecord(alices, false));
 }
 
-TEST_F(SharingRecords, KeepsHostileTextsAndRefusesWhatIsNoText) {
+TEST_F(SharingRecords, KeepHostileTextsAndRefuseInvalidUtf8) {
     std::minstd_rand random(1);
-    std::string name;  // which the server cannot make shorter
+    std::string name;  // the server cannot compress it
     while (name.size() < 10000) {
         name += static_cast<char>('!' + random() % 90);
     }
@@ -84,7 +84,7 @@ TEST_F(SharingRecords, KeepsHostileTextsAndRefusesWhatIsNoText) {
     EXPECT_EQ(Value("SELECT COUNT(*) FROM playlist_sharing"), "0");
 }
 
-// A link works from the first moment of its first day to the last of its last, where the server is.
+// A link works from the start of its first day to the end of its last one, in the server's time.
 TEST_F(SharingRecords, StatusFollowsTheLocalDay) {
     SharingManager manager;
     SharingData rec = Link(kAlice);
@@ -108,7 +108,7 @@ TEST_F(SharingRecords, StatusFollowsTheLocalDay) {
     }
 }
 
-TEST_F(SharingRecords, DatesThatAreNoneMakeItValid) {
+TEST_F(SharingRecords, InvalidDatesAreNoLimit) {
     const FixedClock clock(LocalTime("2024-07-01"));
     SharingManager manager;
     const std::tuple<const char *, const char *, bool> cases[] = {
@@ -127,9 +127,9 @@ TEST_F(SharingRecords, DatesThatAreNoneMakeItValid) {
     }
 }
 
-// Identifiers follow from the second alone, so that links made by earlier versions keep working:
-// the second one of a second has to wait.
-TEST_F(SharingRecords, WaitsForAFreeIdentifier) {
+// An identifier is computed from the current second, as in earlier versions. A second link within
+// that second has to wait.
+TEST_F(SharingRecords, WaitForAFreeIdentifier) {
     SharingManager manager;
     FixedClock clock(1700001000);
     EXPECT_EQ(manager.GetSharingHashString(), "0mFYHHVn");

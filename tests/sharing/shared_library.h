@@ -31,7 +31,8 @@ class SharedLibraryTest : public PlaylistTest {
         WriteFile(varn::path::kUsersFile,
                   R"({"1030": {"sharing": true, "streaming": true}, "1031": {"sharing": false}})");
         WriteFile(varn::path::kShares, "music=\"" + music().string() + "\"\n");
-        Allow(varn::path::kUsersFile);
+        // The package's account reads it.
+        fs::permissions(At(varn::path::kUsersFile), fs::perms(0666));
         rock_ = AddSong({.path = In("it's 100%_a\\b.mp3"), .title = "Rock", .genres = {"Rock"}});
         pop_ = AddSong({.path = In("pop.mp3"), .title = "<b>Pop</b>", .genres = {"Pop"}});
         AddSong(
@@ -68,10 +69,6 @@ class SharedLibraryTest : public PlaylistTest {
                         .genres = {genre},
                         .track = number,
                         .is_virtual = true});
-    }
-    // The package's account reads it.
-    static void Allow(std::string_view path) {
-        std::filesystem::permissions(At(path), std::filesystem::perms(0666));
     }
 };
 

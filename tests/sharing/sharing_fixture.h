@@ -1,12 +1,11 @@
-// Users with and without the sharing permission, and one clock.
 #pragma once
+
+#include <json/writer.h>
 
 #include <string>
 
-#include <json/writer.h>
-#include "support/clock.h"
-
 #include "sharing/shared_library.h"
+#include "support/clock.h"
 
 namespace tonvale_test {
 

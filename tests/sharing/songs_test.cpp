@@ -9,7 +9,7 @@ using Tonvale::SharingManager;
 
 class SharingSongs : public SharedLibraryTest {
   protected:
-    // Those of the songs that a link publishes, by the names that playlists know them by.
+    // The songs that a link publishes, by their names in playlists.
     static Texts Allowed(const SharingData &link) {
         SharingManager manager;
         Texts allowed;
@@ -42,7 +42,7 @@ TEST_F(SharingSongs, AreThoseOfThePlaylist) {
     Touch(In("tracks.m3u"), "cue.flac_2\n");
     EXPECT_EQ(First(Link("playlist_shared_normal/13", In("tracks.m3u"))), TrackName(track2_));
 
-    // The playlist changes, and the link with it.
+    // The link follows a change of its playlist.
     Touch(List(), "pop.mp3\n");
     EXPECT_EQ(Allowed(list), Texts{"pop.mp3"});
     EXPECT_EQ(First(list), Name(pop_));
@@ -51,7 +51,7 @@ TEST_F(SharingSongs, AreThoseOfThePlaylist) {
 }
 
 TEST_F(SharingSongs, AreThoseThatTheOwnerBrowses) {
-    // Two of a personal library, one of them somebody else's.
+    // A personal song of the owner's and one of another user's.
     const std::string home = (root() / "volume1/homes/alice/music/own.mp3").string();
     const int own = AddSong({.userid = kAlice, .path = home, .genres = {"Own"}});
     AddSong({.userid = kBob, .path = In("bob.mp3"), .genres = {"Own"}});
@@ -65,7 +65,7 @@ TEST_F(SharingSongs, AreThoseThatTheOwnerBrowses) {
     EXPECT_EQ(First(Smart()), "");
 }
 
-TEST_F(SharingSongs, AreNoneWithoutAPlaylist) {
+TEST_F(SharingSongs, AreNoneWhereThePlaylistIsMissing) {
     for (const SharingData &link :
          {Link("nonsense", List()), Link("playlist_shared_normal/../x", List()),
           Link("playlist_shared_smart/other", Smart().path), Link(kSharedSmart, In("none")),

@@ -1,12 +1,8 @@
-// Where a link leads: what the request, the machine and its tools say of the outside address.
+// The address of a link, from the request, the configuration and the tools of the machine.
 #include <unistd.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
 
 #include "sharing/sharing_fixture.h"
 #include "varn/process.h"
@@ -95,7 +91,7 @@ class SharingUrl : public SharingTest {
     }
 };
 
-TEST_F(SharingUrl, TakesTheRequestsOwnAddressWithoutABetterOne) {
+TEST_F(SharingUrl, TakesTheRequestsAddressByDefault) {
     const std::string endless(5000, 'h');
     Check({
         {{.host = "nas:5000", .uri = "/portal/webapi/entry.cgi"}, "http://nas:5000/portal"},
@@ -117,7 +113,7 @@ TEST_F(SharingUrl, PrefersWhatTheAdministratorConfigured) {
     const std::string outside = "external_host_ip=\"203.0.113.5\"\n";
     Check({
         {{.host = "nas:5001", .https = "on", .info = kPorts}, "https://nas:443"},
-        // The configured port of the other scheme says nothing of this one.
+        // The other scheme's port does not count.
         {{.host = "nas:5000", .info = "external_port_kos_https=\"443\"\n"}, "http://nas:5000"},
         // A port is cut to 15 characters.
         {{.host = "nas", .info = "external_port_kos_http=\"1234567890123456\"\n"},
@@ -129,7 +125,7 @@ TEST_F(SharingUrl, PrefersWhatTheAdministratorConfigured) {
     });
 }
 
-TEST_F(SharingUrl, NamesOfToolsGoInAsTheyArePrinted) {
+TEST_F(SharingUrl, TakesTheNamesThatToolsPrint) {
     constexpr char kAsked[] = "[ \"$*\" = --get-hostname ] && printf 'home.example rest'";
     constexpr char kEndless[] = "yes x | head -c 100000 | tr -d '\\n'";
     const std::string off = Relay(R"("enabled": false)");
@@ -146,7 +142,7 @@ TEST_F(SharingUrl, NamesOfToolsGoInAsTheyArePrinted) {
         {{.host = "nas:5000", .ddns = kEndless}, "http://" + std::string(1023, 'x') + ":5000"},
         {relayed({}, "[ \"$*\" = -p ] && printf nas.relay.example"), "https://nas.relay.example"},
         {relayed({}, "printf other.example; exit 3"), "http://nas:5000"},
-        // One that prints without end, and one that leaves its output to another program.
+        // A tool that prints without end, and one whose child keeps the output open.
         {relayed("echo home.example; exec yes", ""), "http://home.example\n:5000"},
         {relayed({}, "echo nas.other.example; sleep 4 &"), "http://nas.other.example\n:5000"},
         // Dynamic DNS comes first, and a relay that is off is not asked.
@@ -156,9 +152,9 @@ TEST_F(SharingUrl, NamesOfToolsGoInAsTheyArePrinted) {
     });
 }
 
-// Through the relay's own name: its port, and the portal at its root. Another server's name under
-// the relay, and names that only look like one, do not count.
-TEST_F(SharingUrl, ComesThroughTheRelay) {
+// A request to this server's name at the relay gets the relay's port and the portal at its root.
+// Other servers' names and similar names do not.
+TEST_F(SharingUrl, KnowsRequestsThroughTheRelay) {
     for (const auto &[host, address] :
          {std::pair("nas.relay.example:9", "https://nas.relay.example"),
           {"else.relay.example", "http://else.relay.example:80/portal"},
@@ -193,7 +189,7 @@ TEST_F(SharingUrl, UsesTheRelayOnlyWhereItMayServeThePortal) {
                               Text(Relay(R"("enabled": "yes")")), Text(Relay(kOdd))}) {
         EXPECT_FALSE(used(kHost, relay, kPermitted)) << relay.value_or("");
     }
-    // Every host has an empty domain; the name must still be this server's.
+    // An empty domain fits every host; the name must still be this server's.
     const std::string any = Relay(R"("enabled": true, "domain": "", "server_alias": "nas")");
     EXPECT_TRUE(used("nas.any.example", any, kPermitted));
     EXPECT_TRUE(used("nas", Relay(R"("enabled": true, "server_alias": "nas")"), kPermitted));
@@ -218,7 +214,7 @@ TEST_F(SharingUrl, ToolsAreRunWithTheRightsTheyNeed) {
     BackToRoot();
 }
 
-TEST_F(SharingUrl, NamesAFileInTheAlphabetOfUrls) {
+TEST_F(SharingUrl, NamesAFileInUrlSafeBase64) {
     Set("HTTP_HOST", "nas");
     const std::string share = (scratch() / "share").string();
     fs::create_directories(share);

@@ -13,7 +13,7 @@ std::vector<unsigned> waits;
 
 }  // namespace
 
-// Found before those of the C library, by the libraries of this process too.
+// Both replace the C library's, also for the libraries of this process.
 extern "C" [[gnu::visibility("default")]] time_t time(time_t *out) noexcept {
     timespec real = {};
     if (fixedNow == 0) {

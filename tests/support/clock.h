@@ -7,8 +7,8 @@
 
 namespace tonvale_test {
 
-// Sets what time(2) answers, for the library too, for the length of a scope. sleep(3) returns at
-// once and is written down; `advance` moves the clock by what was asked.
+// Sets what time(2) returns in this process, for the length of a scope. sleep(3) returns at once
+// and is recorded; with `advance` it also moves the clock.
 class FixedClock {
   public:
     explicit FixedClock(time_t now, bool advance = true);
@@ -30,7 +30,6 @@ class TimeZone {
     TimeZone &operator=(const TimeZone &) = delete;
 };
 
-// A moment of local time.
 time_t LocalTime(const std::string &day, const char *hour = "12:00:00");
 
 }  // namespace tonvale_test

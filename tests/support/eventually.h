@@ -1,4 +1,4 @@
-// Waiting for what another process does.
+// Waiting for another process.
 #pragma once
 
 #include <chrono>
@@ -9,7 +9,6 @@ namespace tonvale_test {
 // How long a test waits before it fails: a busy machine takes its time.
 constexpr std::chrono::seconds kPatience{90};
 
-// Waits for a condition.
 template <typename Condition>
 bool Eventually(const Condition &condition) {
     const auto end = std::chrono::steady_clock::now() + kPatience;

@@ -4,7 +4,6 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <syslog.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -85,7 +84,7 @@ void MakeTemplate() {
     made = true;
 }
 
-// A template's settings do not come along with its contents.
+// CREATE DATABASE copies a template's contents without its settings.
 void CopySettings(DBConnect_tag *admin) {
     const auto settings = RunSql(
         admin, std::string("SELECT unnest(setconfig) FROM pg_db_role_setting JOIN pg_database "
@@ -288,7 +287,7 @@ void DatabaseTest::TearDown() {
     {
         ownConnection.reset();
         const varn::Connection admin = Connect(kAdmin, "postgres");
-        // A backend goes a moment after its client.
+        // A backend ends a moment after its client.
         EXPECT_TRUE(Eventually([&] {
             return RunSql(admin.get(), "SELECT FROM pg_stat_activity WHERE datname = 'mediaserver'")
                 .empty();

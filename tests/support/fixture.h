@@ -1,4 +1,4 @@
-// What every test stands on: a fresh root, captured log lines, a private database.
+// The base of every test: a fresh root, captured log lines, a private database.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -14,7 +14,7 @@ namespace tonvale_test {
 
 namespace fs = std::filesystem;
 
-// The words of a text, parted by blanks.
+// The words of a text, separated by blanks.
 std::vector<std::string> Words(const std::string &text);
 
 // Standard output (1) or error (2) of this process, into memory, for the length of a scope.
@@ -47,11 +47,11 @@ class SystemTest : public testing::Test {
     static fs::path At(std::string_view fixedPath);
     // Writes a file, making its folders. The path is a fixed system path.
     static void WriteFile(std::string_view fixedPath, std::string_view text);
-    // The same at a path of its own.
+    // The same at any path.
     static void Touch(const fs::path &path, std::string_view text = "");
     static std::string ReadFile(const fs::path &path);
     static void MakeAdministrator(const std::string &user);
-    // A folder for the test's own files, outside the root, empty at the start of each test.
+    // A folder for a test's own files, outside the root, empty at the start of each test.
     static const fs::path &scratch();
 
     // The lines that were logged since the test began or the log was last cleared.
@@ -60,7 +60,6 @@ class SystemTest : public testing::Test {
     // True when a logged line matches the regular expression (ECMAScript) somewhere.
     bool Logged(const std::string &pattern) const;
 
-    // For tests of a process that has no rights, or all of them.
     static bool IsRoot();
     // Some calls leave the process running as the package's account; every test ends as it began.
     static void BackToRoot();

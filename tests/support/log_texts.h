@@ -1,4 +1,3 @@
-// What was logged, as one text to compare.
 #pragma once
 
 #include <regex>

@@ -17,7 +17,7 @@
 
 namespace fs = std::filesystem;
 
-// Found before that of the C library: nothing that a test writes has to outlive the machine.
+// Replaces the C library's: no file of a test has to survive a power cut.
 extern "C" [[gnu::visibility("default")]] int fsync(int /*file*/) {
     return 0;
 }
@@ -26,8 +26,8 @@ namespace {
 
 fs::path folder;
 
-// Below /tmp, because the path of a local socket may have 107 bytes only, and passable for the
-// package's account.
+// Below /tmp, because the path of a local socket has 107 bytes at most. The package's account may
+// pass through the folder.
 void MakeFolder() {
     std::string name = "/tmp/tonvale-XXXXXX";
     if (mkdtemp(name.data()) == nullptr) {
@@ -38,7 +38,7 @@ void MakeFolder() {
     fs::permissions(folder, fs::perms(0755));
     fs::create_directory(folder / "root");
     setenv("TONVALE_ROOT", (folder / "root").c_str(), 1);
-    // Nothing of the caller's may lead to another server.
+    // The caller's environment may name another server.
     for (const char *variable : {"PGHOST", "PGPORT", "PGUSER", "PGDATABASE", "PGOPTIONS"}) {
         unsetenv(variable);
     }
@@ -53,7 +53,7 @@ const fs::path &tonvale_test::Environment::Folder() {
 
 int main(int argc, char **argv) {
 #if defined(__SANITIZE_ADDRESS__)
-    // Tests capture standard error; a report must get out all the same.
+    // Tests capture standard error, so reports go to a copy of it.
     __sanitizer_set_report_fd(
         reinterpret_cast<void *>(static_cast<intptr_t>(fcntl(2, F_DUPFD_CLOEXEC, 100))));
 #endif

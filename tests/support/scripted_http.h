@@ -68,7 +68,7 @@ inline HttpReply ChunkedReply(std::string_view body, std::size_t size) {
     return {text + "0\r\n\r\n"};
 }
 
-// The answer without its last `lost` bytes, and then an end of the connection.
+// The answer without its last `lost` bytes, and then the end of the connection.
 inline HttpReply CutReply(HttpReply whole, std::size_t lost, Ending ending) {
     whole.bytes.resize(whole.bytes.size() - std::min(lost, whole.bytes.size()));
     whole.ending = ending;
@@ -92,7 +92,7 @@ class ScriptedHttp {
         : script_(std::move(script)),
           listener_(ListenOnLoopback(port_)),
           stop_(eventfd(0, EFD_CLOEXEC)) {
-        setenv("no_proxy", "*", 1);  // whatever the caller's environment says
+        setenv("no_proxy", "*", 1);  // the caller's environment may name a proxy
         thread_ = std::thread([this] { Serve(); });
     }
     ~ScriptedHttp() {
@@ -108,14 +108,13 @@ class ScriptedHttp {
     std::string Url(const std::string &path = "/") const {
         return "http://127.0.0.1:" + std::to_string(port_) + path;
     }
-    // What was asked so far.
     std::vector<HttpRequest> Requests() const {
         const std::lock_guard lock(mutex_);
         return requests_;
     }
 
   private:
-    // False when the server is to stop instead.
+    // False when the server has to stop.
     bool WaitFor(int fd, short events) const {
         pollfd waits[] = {{fd, events, 0}, {stop_, POLLIN, 0}};
         return poll(waits, 2, -1) > 0 && waits[1].revents == 0;

@@ -48,7 +48,7 @@ class ScriptedTextServer {
         const std::lock_guard lock(mutex_);
         return requests_;
     }
-    // The requests since the last time.
+    // The requests since the last call.
     std::vector<std::string> TakeRequests() {
         const std::lock_guard lock(mutex_);
         return std::exchange(requests_, {});
@@ -102,7 +102,8 @@ class ScriptedTextServer {
         }
     }
 
-    // The end goes out with the answer, if the server hangs up: no client waits for more.
+    // Before it hangs up, the server sends the answer together with the end of the connection. Else
+    // a client may use the connection for its next request.
     void Say(int client, std::string_view text) const {
         const int flags = MSG_NOSIGNAL | (manners_.hangsUp ? MSG_MORE : 0);
         while (!text.empty() && !stop_) {

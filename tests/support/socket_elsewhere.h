@@ -9,7 +9,7 @@
 
 namespace tonvale_test {
 
-// Moves the server's socket elsewhere for the length of a scope.
+// Moves the server's socket away for the length of a scope.
 struct SocketElsewhere {
     const std::filesystem::path from = SystemPath(varn::path::kDatabaseSocket);
     const std::filesystem::path to = from.parent_path() / "elsewhere" / from.filename();

@@ -10,6 +10,8 @@
 
 #include <string>
 
+#include "support/eventually.h"
+
 namespace tonvale_test {
 
 inline sockaddr_in LoopbackAddress(int port) {
@@ -46,7 +48,7 @@ inline int BindToLoopback(int fd) {
     return ntohs(address.sin_port);
 }
 
-// What listens at such a port, and the port.
+// A socket that listens at such a port, and the port.
 inline int ListenOnLoopback(int &port) {
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     port = BindToLoopback(fd);
@@ -54,8 +56,8 @@ inline int ListenOnLoopback(int &port) {
     return fd;
 }
 
-// A port of this machine that nobody listens on, below those that the system gives to others. Test
-// programs that run side by side begin at different ones.
+// A free port below the range that the system hands out. Test programs that run side by side begin
+// at different ones.
 inline int UnusedPort() {
     static int next = 10'000 + getpid() * 61 % 20'000;
     for (bool isFree = false; !isFree; ++next) {
@@ -64,6 +66,16 @@ inline int UnusedPort() {
         close(fd);
     }
     return next - 1;
+}
+
+// Waits until a program listens at a port of the loopback address.
+inline bool UntilItListens(int port) {
+    return Eventually([&] {
+        const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const bool connects = Connect(fd, LoopbackAddress(port));
+        close(fd);
+        return connects;
+    });
 }
 
 inline int ConnectTo(const std::string &path) {

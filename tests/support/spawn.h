@@ -1,13 +1,17 @@
 // Starting programs, and what they print.
 #pragma once
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <spawn.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
@@ -66,7 +70,6 @@ inline std::string TextOf(int fd) {
     return text;
 }
 
-// The environment of this process.
 inline std::vector<std::string> OwnVariables() {
     std::vector<std::string> variables;
     for (char **variable = environ; *variable != nullptr; ++variable) {
@@ -93,5 +96,30 @@ inline pid_t Spawn(const std::string &path, const std::vector<std::string> &argu
     posix_spawn_file_actions_destroy(&actions);
     return pid;
 }
+
+// A program with its helpers, for the length of a scope. It does not outlive this process, however
+// that ends. What it prints goes to a file.
+class Background {
+  public:
+    Background(std::vector<std::string> words, const std::vector<std::string> &variables,
+               const std::filesystem::path &log) {
+        const int file = open(log.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+        words.insert(words.begin(), {"setsid", "setpriv", "--pdeathsig", "KILL"});
+        pid_ = Spawn("/usr/bin/setsid", words, variables, {{file, 0}, {file, 1}, {file, 2}});
+        close(file);
+    }
+    ~Background() {
+        if (pid_ > 0) {
+            kill(-pid_, SIGKILL);
+            kill(pid_, SIGKILL);  // it may not have its group yet
+            waitpid(pid_, nullptr, 0);
+        }
+    }
+    Background(const Background &) = delete;
+    Background &operator=(const Background &) = delete;
+
+  private:
+    pid_t pid_;
+};
 
 }  // namespace tonvale_test

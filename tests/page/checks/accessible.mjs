@@ -1,5 +1,5 @@
-// What holds in all views and dialogs, on a desk and a phone, in the light and the dark: axe-core
-// finds nothing serious, and each text is of the table.
+// All views and dialogs, on a desk and a phone, in the light and the dark: axe-core finds nothing
+// serious, and each text comes from the table.
 
 import assert from 'node:assert/strict';
 import { existsSync, readFileSync } from 'node:fs';
@@ -9,7 +9,7 @@ import { asPhone, ask, browser, evening, foreignTexts, isTooWide, openView, setT
 
 const axe = process.env.AXE ?? '';
 
-/** What is serious or worse: of all rules, or of some. */
+/** Serious and critical faults, by all rules or by some. */
 async function problems(rules) {
   if (!await browser.run(() => Boolean(window.axe))) {
     await browser.devtools('Runtime.evaluate', { expression: readFileSync(axe, 'utf8') });
@@ -20,7 +20,7 @@ async function problems(rules) {
     .map(({ id, nodes }) => `${id} at ${nodes.slice(0, 3).map((one) => one.target)}`);
 }
 
-/** @param {'light' | 'dark'} theme the other one has other colours, and that is all */
+/** @param {'light' | 'dark'} theme of all checks; of the other one only the contrast is checked */
 async function lookAround(theme) {
   const found = [];
   const look = async (where, faults = []) => {
@@ -38,7 +38,7 @@ async function lookAround(theme) {
   await setTheme(theme);
   await visitViews(async (where) => {
     await lookAtPage(where);
-    await settled(); // in its colours
+    await settled(); // until the colours have changed back
     await takePicture(`${where} in the ${theme}`);
   });
   await visitDialogs(lookAtPage);
@@ -57,7 +57,7 @@ export const checks = {
     await asPhone();
     await lookAround('dark');
   },
-  ...!existsSync(axe) && { 'axe-core looks at the page': async () => {
+  ...!existsSync(axe) && { 'axe-core checks the page': async () => {
     console.log('        not checked: axe-core is not installed; ./test all fetches it with npm');
     assert.ok(!process.env.NEEDS_AXE, 'npm could not fetch axe-core: is there a network?');
   } },

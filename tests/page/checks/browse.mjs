@@ -5,7 +5,7 @@ import { asPhone, ask, browser, foreignTexts, openView, play } from '../steps.mj
 import { until } from '../webdriver.mjs';
 
 export const checks = {
-  'search asks once for letters that are typed at once': async () => {
+  'search asks once for letters that are typed in a row': async () => {
     const { songs: [song] } = await ask('Song', 'list', { limit: 1 });
     const letters = Array.from(song.title).slice(0, 6);
     await browser.press('/');
@@ -35,7 +35,7 @@ export const checks = {
     await browser.send('POST', '/back');
     await browser.find('.albums .card-link');
   },
-  'a phone sees all of the page, and the dark': async () => {
+  'a phone shows the whole page, in the dark': async () => {
     await asPhone();
     for (const path of ['/', '/songs', '/settings']) {
       await openView(path);

@@ -1,4 +1,4 @@
-// What the server tells without being asked: changes of the library, scans, the end of a session.
+// Events of the server: changes of the library, scans.
 
 import assert from 'node:assert/strict';
 import { ask, browser, openView } from '../steps.mjs';
@@ -8,14 +8,14 @@ const scanNow = '.setting-group:has(progress) .tools .button';
 const requests = () => browser.run(() => performance.getEntriesByType('resource')
   .filter(({ name }) => name.includes('api=VARN.Tonvale.Song')).length);
 
-/** Inside the page: waits until it has heard of the library. */
+/** Inside the page: waits for an event of the library. */
 const hears = async () => {
   const { onEvent } = await import('/js/events.js');
   await new Promise((resolve) => onEvent('library', resolve));
 };
 
 export const checks = {
-  'a scan is seen in the settings, and found nothing': async () => {
+  'the settings show a scan, and that it found nothing': async () => {
     await openView('/settings');
     await browser.find(`${scanNow}:enabled`);
     const { started } = await ask('Index', 'state');
@@ -26,7 +26,7 @@ export const checks = {
       new MutationObserver(() => text.classList.add('has-heard'))
         .observe(text, { childList: true });
     }, state);
-    // The indexer looks by itself, too: when it has found something, the next look finds nothing.
+    // The indexer also starts by itself. If a scan has found something, the next one finds nothing.
     await until('a scan that found nothing', async () => {
       await browser.click(`${scanNow}:enabled`);
       await until('the scan', async () => (await ask('Index', 'state')).started > started);
@@ -34,7 +34,7 @@ export const checks = {
       return /nothing new/.test(await browser.text(state));
     });
   },
-  'two windows know what one of them hears, and the one that is left goes on': async () => {
+  'one window passes events on to the other, which goes on alone': async () => {
     await openView('/playlists');
     const name = `windows ${Date.now()}`;
     const first = await browser.send('GET', '/window');
@@ -59,7 +59,7 @@ export const checks = {
     await until('the list to go from the window that is left', () => browser.run((title) =>
       !document.querySelector(`side-bar a[title="${title}"]`), name));
   },
-  'a list is fetched anew when the library has changed, and stays where it was': async () => {
+  'a list is fetched again after a change of the library, and keeps its place': async () => {
     await openView('/songs');
     await browser.find('.song-list song-row');
     await browser.run(hears);

@@ -1,4 +1,4 @@
-// Favourites, what was played, the queue that the server keeps, and radio stations.
+// Favourites, plays, the queue that the server keeps, and radio stations.
 
 import assert from 'node:assert/strict';
 import { ask, browser, choose, openView, playLong, repeat, settled } from '../steps.mjs';
@@ -44,7 +44,7 @@ export const checks = {
     await inShelf('Most played');
     await inShelf('Recently played');
   },
-  'the queue goes on in a browser that has none, and asks before it replaces another': async () => {
+  'a new browser goes on with the queue, and asks before it replaces another one': async () => {
     await playLong();
     const count = await queueHere();
     await until('the queue to be kept', async () =>
@@ -66,7 +66,7 @@ export const checks = {
     await browser.click('dialog footer .is-main');
     await until('the other queue', async () => await queueHere() === 1);
   },
-  'stations are added, shown and taken away': async () => {
+  'stations are added, shown and removed': async () => {
     await openView('/radio', '.empty');
     await browser.click('main .button');
     await browser.type('dialog [name=name]', 'Jazz <b>FM</b>');

@@ -8,7 +8,7 @@ import {
 import { keys, until } from '../webdriver.mjs';
 
 export const checks = {
-  'an album plays after three clicks, and can be sought in': async () => {
+  'an album plays after three clicks, and a click on the bar seeks': async () => {
     await browser.click('.shelf .card-link');
     await play();
     const part = await seekBy('player-bar seek-bar input');
@@ -54,7 +54,7 @@ export const checks = {
     await browser.press('0');
     await until('no stars', async () => await rating() === 0);
   },
-  'lyrics follow the song, and lead to a place of it': async () => {
+  'lyrics follow the song, and a click on a line seeks': async () => {
     const { songs: [song] } = await ask('Song', 'list', { album: 'Nordlicht', sort_by: 'path' });
     writeFileSync(song.path.replace('/music', music).replace(/mp3$/, 'lrc'),
       '[00:00.10]Über <i>den</i> Sund\n[00:02.00]מרחוק\n');

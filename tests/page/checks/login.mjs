@@ -19,14 +19,14 @@ export const checks = {
     await browser.find('.shelf .card-link');
     assert.deepEqual(await foreignTexts(), []);
   },
-  'a session that ends brings the login; a form, the music and the queue go on': async () => {
+  'the login opens when a session ends; a form, the music and the queue go on': async () => {
     await playLong();
     await until('the queue to be kept', () => browser.run(() =>
       JSON.parse(localStorage['tonvale.queue.seen'] ?? '{}').isNew === false));
     await browser.click('.side-head button');
     await browser.type('dialog [name=name]', LIST);
     await browser.send('DELETE', '/cookie');
-    // Another request may have brought the login already, which covers the form.
+    // Another request may already have opened the login, which covers the form.
     await browser.run(() => document.querySelector('dialog .is-main').click());
     await browser.find('dialog.login');
     await isPlaying();

@@ -12,7 +12,7 @@ import {
 } from '../steps.mjs';
 import { sleep, until } from '../webdriver.mjs';
 
-// Of a server that is not this run's own, nothing is known.
+// Only this run's own server has a known root and player.
 const { PROGRAMS, TONVALE_ROOT } = process.env;
 const player = PROGRAMS && existsSync('/usr/bin/mpd')
   ? spawn(`${PROGRAMS}/varnplayer`, ['--output', 'null'], { stdio: 'ignore' }) : null;
@@ -107,7 +107,7 @@ const ofPlayer = player && {
 };
 
 const ofServers = PROGRAMS && {
-  'songs of another server play here and there': async () => {
+  'songs of another server play in the browser and on the server': async () => {
     appendFileSync(`${TONVALE_ROOT}/var/packages/Tonvale/etc/audio.conf`,
       'media_server_any_address="yes"\n');
     const other = await otherServer();

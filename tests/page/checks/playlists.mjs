@@ -82,7 +82,7 @@ export const checks = {
     assert.deepEqual(await order(id), [song.id, song.id]);
     await ask('Playlist', 'delete', { id });
   },
-  'a smart playlist is made while its songs are seen, changed, and kept if it cannot be shown':
+  'a smart playlist is made with a preview and changed; a rule by hand is shown as text':
     async () => {
       await openView('/playlists');
       await browser.click('.playlists .page-head .button + .button');

@@ -5,7 +5,7 @@ import { ask, browser, openView, password } from '../steps.mjs';
 import { keys, until } from '../webdriver.mjs';
 
 export const checks = {
-  'somebody is added and removed, keys are made, the password changed': async () => {
+  'a user is added and removed, keys are made, the password is changed': async () => {
     const send = async (values, trouble) => {
       for (const [field, value] of Object.entries(values)) {
         await browser.type(`dialog [name=${field}]`, value);

@@ -15,7 +15,7 @@ async function openShareOfSong() {
   await browser.find('dialog .two input');
 }
 
-/** Counts each part of an empty day up, in whichever order the browser shows them. */
+/** Counts each part of an empty date up, in every order that a browser may show. */
 async function countUp(selector, times) {
   await browser.click(selector);
   await browser.press([...Array(3).fill(keys.left),
@@ -23,7 +23,7 @@ async function countUp(selector, times) {
 }
 
 export const checks = {
-  'a song is shared, and no more': async () => {
+  'a song is shared, and its link ended': async () => {
     await openShareOfSong();
     await countUp('dialog .two :first-child > input', 1);
     await countUp('dialog .two :last-child > input', 2);

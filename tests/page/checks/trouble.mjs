@@ -1,5 +1,5 @@
-// Bad luck: songs that are deleted while they are wanted, a server that is away, a slow network,
-// names without an end, lists without an end.
+// Trouble: songs that are deleted while they play, a server that is away, a slow network, very long
+// names and lists.
 
 import assert from 'node:assert/strict';
 import { spawn } from 'node:child_process';
@@ -14,7 +14,7 @@ const LONG = `<b>مرحبا</b> שלום 🎵 ${'ä endless name & '.repeat(250)
 const LONG_TEXT = JSON.stringify(LONG);
 const views = readdirSync(new URL('../../../web/js/views/', import.meta.url));
 
-/** A script by which the page asks and hears something else: the insides of two functions. */
+/** A script that changes what the page asks and what it receives: the bodies of two functions. */
 const answering = (asking, change) => `
   const counted = window.fetch;
   const asking = (address, how) => { ${asking} };
@@ -25,7 +25,7 @@ const answering = (asking, change) => `
       ? new Response(JSON.stringify(change(await answer.json(), address)), answer) : answer;
   };`;
 
-/** Tells when the first list is there. The code of the other views is not fetched. */
+/** Notes when the first list is there. The page does not fetch the code of the other views. */
 const WATCH = `
   const later = window.setTimeout;
   window.setTimeout = (run, pause, ...given) =>
@@ -37,7 +37,7 @@ const WATCH = `
     }
   }).observe(document, { childList: true, subtree: true });`;
 
-// The song that is gone, covers of albums that are called otherwise, a server that is away.
+// The song that is gone, covers of albums with another name, a server that is away.
 export const expected = /method=stream.* 40[04] |method=get&(album|id)=.* 40[04] |ERR_/;
 
 async function setNetwork(latency, bytes) {
@@ -59,7 +59,7 @@ async function withoutFile(song, run) {
 
 const { PROGRAMS, SERVER } = process.env;
 
-/** In place of the one of the run; it ends with the run, also with one that breaks off. */
+/** Replaces the run's server. It ends with the run, also when that breaks off. */
 function startServer() {
   const { port } = new URL(address);
   const server = spawn(`${PROGRAMS}/tonvale`, ['serve', '--port', port], { stdio: 'ignore' });
@@ -70,7 +70,7 @@ function startServer() {
 
 const titleNow = () => browser.text('player-bar .now-title');
 
-/** Scrolls through the open list frame by frame; counts frames, and places without a row. */
+/** Scrolls through the open list. Returns frames a second, and places without a row. */
 const scrollSmoothly = async () => {
   const main = document.querySelector('main');
   const { left, top, width, height } = main.getBoundingClientRect();
@@ -107,7 +107,7 @@ export const checks = {
     });
   },
   ...SERVER && {
-    'the server is away, and then all goes on': async () => {
+    'the page tells that the server is away, and goes on afterwards': async () => {
       const name = `After a rest ${Date.now()}`;
       await openView('/albums/view?name=Nordlicht&by=Ada%20Lindqvist', 'song-row');
       await play();
@@ -119,7 +119,7 @@ export const checks = {
       await until('no server', () => !existsSync(`/proc/${SERVER}`));
       try {
         await browser.click('side-bar [data-nav=artists]');
-        await until('a word of it', () => browser.text('.away'));
+        await until('a note of it', () => browser.text('.away'));
         const tries = () => browser.run(() => window.asked);
         const before = await tries();
         await until('three more tries', async () => await tries() > before + 2);
@@ -127,7 +127,7 @@ export const checks = {
         startServer();
       }
       await browser.find('.groups .card-link');
-      await until('no word of it', async () => await browser.text('.away') === '');
+      await until('no note of it', async () => await browser.text('.away') === '');
       await isPlaying();
       const { id } = await ask('Playlist', 'create', { name });
       await browser.find(`side-bar a[title="${name}"]`); // events are heard again
