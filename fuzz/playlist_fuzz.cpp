@@ -49,7 +49,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         CheckText(entry.text);
         CheckText(entry.otherwise);
         CheckTags(entry.tags);
-        Require(!entry.mayBeComment || (IsM3u(kFormat) && entry.text.front() == '#'),
+        Require(!entry.mayBeComment ||
+                    (IsM3u(kFormat) && entry.text[entry.text.find_first_not_of(" \t\v\f")] == '#'),
                 "only lines of an m3u can be comments");
         for (const std::string_view text : {entry.text, entry.otherwise}) {
             const std::string path = places.Resolve(text);
