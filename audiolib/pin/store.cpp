@@ -39,14 +39,15 @@ Json::Value ParsedCriteria(const std::string &text) {
     return support::Parse(text, criteria) ? criteria : Json::Value();
 }
 
+// What a row does not have is empty, as in the records of the media index.
 PinData ReadRow(const varn::Row &row) {
     PinData pin;
-    pin.id = row.Text("id");
-    pin.type = row.Text("type");
-    pin.name = row.Text("name");
-    pin.user_id = varn::LeadingNumber<int>(row.Text("user_id"));
-    pin.sort_key = varn::LeadingNumber<int>(row.Text("sort_key"));
-    pin.criteria = ParsedCriteria(row.Text("criteria"));
+    pin.id = row.TextIfAny("id");
+    pin.type = row.TextIfAny("type");
+    pin.name = row.TextIfAny("name");
+    pin.user_id = varn::LeadingNumber<int>(row.TextIfAny("user_id"));
+    pin.sort_key = varn::LeadingNumber<int>(row.TextIfAny("sort_key"));
+    pin.criteria = ParsedCriteria(row.TextIfAny("criteria"));
     return pin;
 }
 
