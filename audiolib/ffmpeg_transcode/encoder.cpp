@@ -77,8 +77,12 @@ bool Put(const void *block, std::size_t size) {
 
 // Waits until the encoder has written something or has ended. False, with errno as a write would
 // leave it, when the reader of standard output has left: a silent encoder would run on otherwise.
-bool WaitFor(int encoder) {
-    pollfd ends[] = {{encoder, POLLIN, 0}, {OutputFd(), 0, 0}};
+// A stream over memory is ready.
+bool WaitFor(std::FILE *encoder) {
+    if (fileno(encoder) < 0) {
+        return true;
+    }
+    pollfd ends[] = {{fileno(encoder), POLLIN, 0}, {OutputFd(), 0, 0}};
     int ready;
     do {
         ready = poll(ends, std::size(ends), -1);
@@ -100,16 +104,19 @@ ssize_t Move(int encoder, std::size_t most) {
     return moved;
 }
 
-ssize_t Read(int encoder, std::span<unsigned char> block) {
+ssize_t Read(std::FILE *encoder, std::span<unsigned char> block) {
+    if (fileno(encoder) < 0) {
+        return static_cast<ssize_t>(std::fread(block.data(), 1, block.size(), encoder));
+    }
     ssize_t got;
     do {
-        got = read(encoder, block.data(), block.size());
+        got = read(fileno(encoder), block.data(), block.size());
     } while (got < 0 && errno == EINTR);
     return got;
 }
 
 // The same as Move, by a copy.
-ssize_t CopyBlock(int encoder, std::size_t most) {
+ssize_t CopyBlock(std::FILE *encoder, std::size_t most) {
     std::array<unsigned char, kCopyBlock> block;
     const ssize_t got = Read(encoder, std::span(block).first(std::min(most, block.size())));
     return got <= 0 || Put(block.data(), static_cast<std::size_t>(got)) ? got : -1;
@@ -140,10 +147,10 @@ Encoder Launch(const Arguments &arguments) {
 bool ReadWhole(std::FILE *encoder, std::span<unsigned char> block) {
     std::size_t got = 0;
     while (got < block.size()) {
-        if (!WaitFor(fileno(encoder))) {
+        if (!WaitFor(encoder)) {
             return OutputFailed(0);
         }
-        const ssize_t more = Read(fileno(encoder), block.subspan(got));
+        const ssize_t more = Read(encoder, block.subspan(got));
         if (more <= 0) {
             LOG_ERROR(kSource, "fread() wrong, [%zu]", got);
             return false;
@@ -176,13 +183,13 @@ bool CopyToOutput(std::FILE *encoder, int64_t limit) {
     const auto within = [&limit](std::size_t size) {
         return limit < 0 ? size : std::min(size, static_cast<std::size_t>(limit));
     };
-    bool canMove = OutputFd() >= 0;
+    bool canMove = OutputFd() >= 0 && fileno(encoder) >= 0;
     while (limit != 0) {
-        if (!WaitFor(fileno(encoder))) {
+        if (!WaitFor(encoder)) {
             return OutputFailed(0);
         }
         const ssize_t sent = canMove ? Move(fileno(encoder), within(kMostMoved))
-                                     : CopyBlock(fileno(encoder), within(kCopyBlock));
+                                     : CopyBlock(encoder, within(kCopyBlock));
         if (sent < 0 && canMove && errno == EINVAL) {
             canMove = false;  // an output of a kind that takes nothing but writes
             continue;

@@ -39,7 +39,7 @@ std::optional<PathIndex::Rows> PathIndex::Read(const Place &place, const std::st
     }
     Rows rows;
     for (const varn::Row row : *read) {
-        rows.try_emplace(row.Text("path"), Row{row.Text("id"), row.Text("title")});
+        rows.try_emplace(row.Text("path"), Row{row.Text("id"), row.TextIfAny("title")});
     }
     return rows;
 }

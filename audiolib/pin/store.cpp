@@ -22,8 +22,6 @@ constexpr char kById[] = "SELECT * FROM pin WHERE user_id = @VARN:INT AND id = '
 constexpr char kByView[] =
     "SELECT * FROM pin WHERE user_id = @VARN:INT AND type = '@VARN:VAR' AND criteria = "
     "'@VARN:VAR'";
-constexpr char kPage[] =
-    "SELECT * FROM pin WHERE user_id = @VARN:INT ORDER BY sort_key OFFSET @VARN:INT @VARN:NEVAR";
 constexpr char kInsert[] =
     "INSERT INTO pin (user_id, type, name, criteria, sort_key) VALUES (@VARN:INT, '@VARN:VAR', "
     "'@VARN:VAR', '@VARN:VAR', @VARN:INT)";
@@ -41,14 +39,15 @@ Json::Value ParsedCriteria(const std::string &text) {
     return support::Parse(text, criteria) ? criteria : Json::Value();
 }
 
+// What a row does not have is empty, as in the records of the media index.
 PinData ReadRow(const varn::Row &row) {
     PinData pin;
-    pin.id = row.Text("id");
-    pin.type = row.Text("type");
-    pin.name = row.Text("name");
-    pin.user_id = static_cast<int>(row.Number("user_id"));
-    pin.sort_key = static_cast<int>(row.Number("sort_key"));
-    pin.criteria = ParsedCriteria(row.Text("criteria"));
+    pin.id = row.TextIfAny("id");
+    pin.type = row.TextIfAny("type");
+    pin.name = row.TextIfAny("name");
+    pin.user_id = varn::LeadingNumber<int>(row.TextIfAny("user_id"));
+    pin.sort_key = varn::LeadingNumber<int>(row.TextIfAny("sort_key"));
+    pin.criteria = ParsedCriteria(row.TextIfAny("criteria"));
     return pin;
 }
 
@@ -122,8 +121,8 @@ int PinManager::GetPinTotalByUser() noexcept {
     return Operation(*this, -1, [&] {
         int total = 0;
         return ReadNumber(*this,
-                          varn::Sql("SELECT COUNT(id) FROM pin WHERE user_id = @VARN:INT",
-                                    static_cast<int>(uid_)),
+                          "SELECT COUNT(id) FROM pin WHERE user_id = " +
+                              std::to_string(static_cast<int>(uid_)),
                           "count", total)
                    ? total
                    : -1;
@@ -149,8 +148,12 @@ bool PinManager::GetPinByUserTypeCriteria(const std::string &type, const std::st
 }
 
 bool PinManager::ReadPage(int offset, int limit, std::vector<PinData> &pins) {
-    const std::string limitClause = limit < 0 ? "" : "LIMIT " + std::to_string(limit);
-    return ReadStored(*this, varn::Sql(kPage, static_cast<int>(uid_), offset, limitClause), pins);
+    return ReadStored(
+        *this,
+        "SELECT * FROM pin WHERE user_id = " + std::to_string(static_cast<int>(uid_)) +
+            " ORDER BY sort_key OFFSET " + std::to_string(offset) + " " +
+            (limit < 0 ? "" : "LIMIT " + std::to_string(limit)),
+        pins);
 }
 
 bool PinManager::ListPinByUser(int offset, int limit, std::vector<PinData> &out) noexcept {

@@ -1,7 +1,6 @@
 // Looking playlists up in the library.
 #include "playlist/catalogue.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -151,7 +150,7 @@ int TitleByPath(const char *path, uid_t uid, char *titleOut, int size) {
 }
 
 int TitleById(const char *idText, char *titleOut, int size) {
-    const std::string condition = "id = " + std::to_string(RowNumber(idText));
+    const std::string condition = "id = " + std::to_string(support::LeadingInt(idText));
     std::unique_ptr<MEDIA_DB_HANDLE, varn::Releaser<MediaInfoDBClose>> rows;
     {
         const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
@@ -181,10 +180,6 @@ VARN_PLAYLIST &Prepend(OwnedPlaylists &list) {
 void CopyText(std::string_view text, char *out, std::size_t size) {
     const std::size_t length = text.copy(out, size - 1);
     out[length] = '\0';
-}
-
-int RowNumber(const char *idText) {
-    return std::max(support::LeadingInt(idText), 0);
 }
 
 }  // namespace Tonvale::playlist

@@ -23,7 +23,4 @@ VARN_PLAYLIST &Prepend(OwnedPlaylists &list);
 // Copies a text into a field or buffer, cut where it does not fit.
 void CopyText(std::string_view text, char *out, std::size_t size);
 
-// The number that an id begins with; 0, which no row has, for anything else.
-int RowNumber(const char *idText);
-
 }  // namespace Tonvale::playlist

@@ -16,6 +16,7 @@
 #include "playlist/writer.h"
 #include "support/boundary.h"
 #include "support/log.h"
+#include "support/numbers.h"
 #include "support/remote_path.h"
 #include "support/virtual_name.h"
 #include "varn/account.h"
@@ -39,7 +40,7 @@ int WriteRecords(Records records, const std::string &path) {
 // "" with a log line for a playlist that is not in the catalogue.
 std::string PathOf(const char *library, uid_t uid, const char *playlistId) {
     varn::PathBuffer path{};
-    if (VARNPlaylistPathGet(library, uid, RowNumber(playlistId), path.data(),
+    if (VARNPlaylistPathGet(library, uid, support::LeadingInt(playlistId), path.data(),
                             static_cast<int>(path.size())) != 0) {
         LOG_ERROR_OLD(kSource, "Failed to get playlist path.");
         return "";

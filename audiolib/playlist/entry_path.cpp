@@ -1,11 +1,14 @@
 #include "playlist/entry_path.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <utility>
 
 #include "playlist/source.h"
 #include "support/log.h"
 #include "support/remote_path.h"
+#include "varn/path.h"
 #include "varn/playlistsvc.h"
 
 namespace Tonvale::playlist {
@@ -24,6 +27,18 @@ std::vector<std::string_view> Components(std::string_view path) {
     return components;
 }
 
+// The folder that the entries are read from again. Without links it is that of the path, and the
+// library need not be asked.
+std::string FolderOf(const std::string &playlist) {
+    if (!playlist.starts_with('/')) {
+        return "";
+    }
+    struct stat info {};
+    const bool isLink = lstat(playlist.c_str(), &info) == 0 && S_ISLNK(info.st_mode);
+    const std::string folder = playlist.substr(0, playlist.rfind('/'));
+    return !isLink && varn::RealPath(folder) == folder ? folder : varn::PlaylistFolder(playlist);
+}
+
 void AppendComponent(std::string &path, std::string_view component) {
     path += path.empty() ? "" : "/";
     path += component;
@@ -33,7 +48,7 @@ void AppendComponent(std::string &path, std::string_view component) {
 
 EntryPaths::EntryPaths(std::string playlistPath)
     : playlistPath_(std::move(playlistPath)),
-      folder_(playlistPath_.starts_with('/') ? varn::PlaylistFolder(playlistPath_) : ""),
+      folder_(FolderOf(playlistPath_)),
       folders_(Components(folder_)) {}
 
 std::optional<std::string> EntryPaths::Of(const std::string &songPath) {

@@ -7,6 +7,7 @@
 #include "tonvale/settings.h"
 #include "tonvale/sharing.h"
 #include "varn/account.h"
+#include "varn/number.h"
 #include "varn/sql.h"
 
 namespace Tonvale {
@@ -183,7 +184,7 @@ bool SharingManager::FindRecord(SharingData &rec) {
     }
     const varn::Row row = (*rows)[0];
     if (byId) {
-        const auto owner = static_cast<uint32_t>(row.Number("user_id"));
+        const auto owner = static_cast<uint32_t>(varn::LeadingNumber<int64_t>(row.Text("user_id")));
         if (!IsUserAllowSharing(owner)) {
             return false;
         }

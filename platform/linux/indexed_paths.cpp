@@ -58,17 +58,18 @@ std::string FolderInLibrary(const std::string &realFolder, const std::string &na
     return "";
 }
 
-// The music of the home that a folder is in through a link; "" where it is in none.
-std::string LinkedMusicOf(const std::string &realFolder) {
+// The music of the homes that have some.
+std::vector<std::string> MusicOfHomes() {
+    std::vector<std::string> folders;
     for (const host::HomeOwner &owner :
          host::HomeOwners().value_or(std::vector<host::HomeOwner>())) {
         const User user = UserByName(owner.name.c_str());
-        const std::string music = user ? RealPath(user->szHomeDir) + "/music" : "";
-        if (!music.empty() && PathBelow(RealPath(music), realFolder)) {
-            return music;
+        std::string music = user ? RealPath(user->szHomeDir) + "/music" : "";
+        if (!music.empty() && !RealPath(music).empty()) {
+            folders.push_back(std::move(music));
         }
     }
-    return "";
+    return folders;
 }
 
 // What a real path is below a folder of the system.
@@ -135,9 +136,16 @@ std::string IndexedPaths::NameOfFolder(const std::string &list) {
     if (IsKnownByItself(realFolder_)) {
         return realFolder_;
     }
-    if (const std::string music = LinkedMusicOf(realFolder_); !music.empty()) {
-        places_.push_back({RealPath(music), music});
-        return *InRoot(realFolder_, "");
+    const std::vector<std::string> homes = MusicOfHomes();
+    for (const std::string &music : homes) {
+        if (const std::string real = RealPath(music); PathBelow(real, realFolder_)) {
+            places_.push_back({real, music});
+            return *InRoot(realFolder_, "");
+        }
+    }
+    // A link to the folder that the library knows is in one of these.
+    if (places_.empty() && homes.empty()) {
+        return realFolder_;
     }
     Place link = {realFolder_, FolderInLibrary(realFolder_, NameOf(list))};
     if (link.indexed.empty() || link.indexed == link.real) {
