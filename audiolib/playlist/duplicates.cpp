@@ -21,7 +21,7 @@ class Positions {
   public:
     explicit Positions(const PLAYLIST_REC *list) {
         for (const PLAYLIST_REC *entry = list; entry != nullptr; entry = entry->next) {
-            const bool isVirtual = support::HasVirtualName(entry->info);
+            const bool isVirtual = IsVirtualMusic(&entry->info);
             Queue &queue = isVirtual ? tracks_[support::NameInPlaylist(entry->info)]
                                      : files_[entry->info.path];
             queue.positions.push_back(count_++);

@@ -92,7 +92,7 @@ int CheckSong(uid_t uid, const char *playlistPath, const char *songPath) {
     }
     const bool isVirtual = IsVirtualPath(songPath, nullptr, 0, nullptr);
     for (const PLAYLIST_REC *entry = songs.Head(); entry != nullptr; entry = entry->next) {
-        if (support::HasVirtualName(entry->info) == isVirtual &&
+        if (IsVirtualMusic(&entry->info) == isVirtual &&
             support::NameInPlaylist(entry->info) == songPath) {
             return 0;
         }

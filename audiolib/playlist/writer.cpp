@@ -17,7 +17,6 @@
 #include "support/fd.h"
 #include "support/log.h"
 #include "support/numbers.h"
-#include "support/virtual_name.h"
 #include "tonvale/playlists.h"
 #include "varn/descriptor.h"
 #include "varn/handles.h"
@@ -167,7 +166,7 @@ bool WriteEntry(const VARN_MEDIA_INFO &song, const Layout &layout, int number, E
     std::string line = layout.before;
     line += layout.numbered ? std::to_string(number) + "=" : "";
     line += *path;
-    line += support::HasVirtualName(song) ? "_" + std::to_string(song.virtual_track) : "";
+    line += IsVirtualMusic(&song) ? "_" + std::to_string(song.virtual_track) : "";
     line += layout.after;
     lines.Write(line);
     return true;

@@ -7,15 +7,10 @@
 
 namespace Tonvale::support {
 
-// False also for a file whose comment merely looks like that of a track: it has no number.
-inline bool HasVirtualName(const VARN_MEDIA_INFO &song) {
-    return IsVirtualMusic(&song) && song.virtual_track > 0;
-}
-
 // The path; of a virtual song with "_" and its track number at its end.
 inline std::string NameInPlaylist(const VARN_MEDIA_INFO &song) {
     std::string name = song.path;
-    if (HasVirtualName(song)) {
+    if (IsVirtualMusic(&song)) {
         name += "_" + std::to_string(song.virtual_track);
     }
     return name;
