@@ -234,7 +234,6 @@ TEST_F(SoundTest, HighResolution) {
     EXPECT_EQ(check(1, "Format: S32_LE\n") + check(0, "Format: S16_LE\n"), 0);
     fs::create_directories(At("/proc/asound/card4"));
     EXPECT_EQ(VARNAudioCheckHardwareSupportHighRes(), -1) << "the highest card has no stream";
-    EXPECT_TRUE(Log().empty()) << "a program complained to the caller's standard error";
     // More than a pipe holds, answered by its first line.
     std::string many = "Format: S24_LE\n";
     for (int i = 0; i < 14; ++i) {
