@@ -47,7 +47,9 @@ void AddLine(HeaderList &list, const std::string &line) noexcept {
 Post::Post() noexcept : handle_(support::NewCurlHandle()) {}
 
 void Post::SetBounds(int seconds, std::size_t bytes) noexcept {
-    Curl().easy_setopt(handle_.get(), CURLOPT_TIMEOUT, static_cast<long>(seconds));
+    if (seconds > 0) {
+        Curl().easy_setopt(handle_.get(), CURLOPT_TIMEOUT, static_cast<long>(seconds));
+    }
     mostBytes_ = bytes;
 }
 

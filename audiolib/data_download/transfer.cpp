@@ -65,9 +65,8 @@ Outcome Transfer::Run(const std::string &url, int maxSize, Sink &sink) {
     // Servers in a home have certificates that no authority has signed.
     Curl().easy_setopt(handle_.get(), CURLOPT_SSL_VERIFYPEER, 0L);
     Curl().easy_setopt(handle_.get(), CURLOPT_SSL_VERIFYHOST, 0L);
-    Curl().easy_setopt(handle_.get(), CURLOPT_TIMEOUT_MS,
-                       static_cast<long>(patience_.total.count()));
-    Curl().easy_setopt(handle_.get(), CURLOPT_CONNECTTIMEOUT_MS,
+    Curl().easy_setopt(handle_.get(), CURLOPT_TIMEOUT, static_cast<long>(patience_.total.count()));
+    Curl().easy_setopt(handle_.get(), CURLOPT_CONNECTTIMEOUT,
                        static_cast<long>(patience_.connect.count()));
     Curl().easy_setopt(handle_.get(), CURLOPT_WRITEFUNCTION,
                        static_cast<curl_write_callback>(&Receiver::Take));

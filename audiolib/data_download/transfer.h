@@ -20,8 +20,8 @@ class Sink {
 
 // How long to wait for a server, and before asking it again.
 struct Patience {
-    std::chrono::milliseconds total{120'000};
-    std::chrono::milliseconds connect{30'000};
+    std::chrono::seconds total{120};
+    std::chrono::seconds connect{30};
     std::chrono::milliseconds pause{1'000};
 };
 

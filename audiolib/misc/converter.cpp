@@ -91,8 +91,8 @@ bool Convert(const char *source, int side, const std::string &folder, const std:
     const Variable configuration("MAGICK_CONFIGURE_PATH", folder);
     const Variable own(varn::kConverterFolder, folder);
     const KeptExitStatus kept(true);
-    return WritePolicy(folder) && VLIBCExecvWithin(SystemPath(varn::path::kConvert).c_str(),
-                                                   argv.data(), limit.Seconds() + kGrace) == 0;
+    return WritePolicy(folder) && VLIBCExecv(SystemPath(varn::path::kConvert).c_str(), argv.data(),
+                                             limit.Seconds() + kGrace) == 0;
 }
 
 }  // namespace Tonvale::misc

@@ -222,18 +222,14 @@ Fd OpenFresh(int folder, std::string &name) {
     return file;
 }
 
-// True if the converter does not know the workshop and wrote the copy to its place itself: the file
-// there is new, or has another time than before.
-bool IsPlaced(const Target &target, const std::optional<timespec> &before, const timespec &source) {
+// True if there is a copy in its place: a converter that does not know the workshop writes there.
+bool IsPlaced(const Target &target, const timespec &source) {
     const Fd copy = OpenWritten(target.folder, target.name);
-    struct stat info = {};
-    if (!copy || fstat(copy.Get(), &info) != 0 ||
-        (before && !IsLater(info.st_mtim, *before) && !IsLater(*before, info.st_mtim))) {
-        return false;
+    if (copy) {
+        KeepLater(copy.Get(), source);
+        GiveToEveryUser(copy.Get(), target.path.c_str());
     }
-    KeepLater(copy.Get(), source);
-    GiveToEveryUser(copy.Get(), target.path.c_str());
-    return true;
+    return static_cast<bool>(copy);
 }
 
 // Puts a copy of a file in the target's place all at once: no reader sees a part of it, and a link
@@ -303,7 +299,6 @@ int LogNotPlaced(const char *source, const std::string &target) {
 int Scale(const Source &source, int side, const Target &target) {
     const EndHeldBack heldBack;  // until the workshop is gone
     const Workshop workshop;
-    const std::optional<timespec> before = TimeAt(target.folder, target.name.c_str());
     const std::optional<timespec> time = Prepare(source, workshop.Path());
     if (!time || !Convert(source.path, side, workshop.Path(), target.path)) {
         return LogNotConverted(source.path, target.path);
@@ -311,7 +306,7 @@ int Scale(const Source &source, int side, const Target &target) {
     if (const Fd result = OpenResult(workshop, target.path)) {
         return Place(result.Get(), target, *time) ? 0 : LogNotPlaced(source.path, target.path);
     }
-    if (!IsPlaced(target, before, *time)) {
+    if (!IsPlaced(target, *time)) {
         LOG_ERROR(kSource, "file not exists [%s]", target.path.c_str());
         return -1;
     }
@@ -357,7 +352,8 @@ Folder FolderFor(const char *song, const std::string &picture) {
                   VLIBCErrGet(), VLIBCErrFile(), VLIBCErrLine());
         return {};
     }
-    Folder folder = {Fd(VARNEAOpenDir(eaDir.data())), eaDir.data(), eaDir.data()};
+    const bool isThere = VARNEAMKDir(eaDir.data()) == 0;
+    Folder folder = {Fd(isThere ? VARNEAOpenDir(eaDir.data()) : -1), eaDir.data(), eaDir.data()};
     if (!folder.fd) {
         LOG_ERROR(kSource, "Failed to create eaDir [%s].[0x%04X %s:%d]", eaDir.data(),
                   VLIBCErrGet(), VLIBCErrFile(), VLIBCErrLine());

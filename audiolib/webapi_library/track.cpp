@@ -30,13 +30,28 @@ using varn::PathBuffer;
 constexpr std::size_t kHomeBytes = 1024;
 constexpr std::size_t kMostTitleBytes = 254;
 
+// The folder of a file, with a slash at its end; "" for what is not in a folder by its own name.
+std::string_view FolderOf(std::string_view path) {
+    const std::string_view folder = path.substr(0, path.rfind('/') + 1);
+    const std::string_view name = path.substr(folder.size());
+    return name.empty() || name == "." || name == ".." ? "" : folder;
+}
+
 // What the objects of one answer have in common, each asked for once.
 class Listener {
   public:
     explicit Listener(const WebapiLibrary &library)
-        : library_(library), music_(library.GetUserHome()) {}
+        : library_(library), home_(library.GetUserHome()) {}
 
-    bool OwnsMusicAt(const char *path) const { return music_.Holds(path); }
+    // Of the files of one folder this holds for all or for none.
+    bool OwnsMusicAt(const char *path) {
+        const std::string_view folder = FolderOf(path);
+        if (folder.empty() || folder != askedFolder_) {
+            isOwn_ = IsUnderPersonalLibPath(home_.c_str(), path);
+            askedFolder_ = folder;
+        }
+        return isOwn_;
+    }
 
     bool HasPersonalLibrary() {
         if (!hasPersonalLibrary_) {
@@ -49,9 +64,9 @@ class Listener {
     // the same share, which is then not looked up again. No song is a share itself.
     std::string SharePath(const char *volPath) {
         const std::string_view path = volPath;
-        const std::string_view folder = path.substr(0, path.rfind('/') + 1);
+        const std::string_view folder = FolderOf(path);
         const std::string_view name = path.substr(folder.size());
-        const bool plain = !folder.empty() && !name.empty() && name != "." && name != "..";
+        const bool plain = !folder.empty();
         if (plain && folder == folder_) {
             return (shownFolder_ + std::string(name)).substr(0, varn::kPathSize - 1);
         }
@@ -71,7 +86,9 @@ class Listener {
 
   private:
     const WebapiLibrary &library_;
-    varn::HomeMusic music_;
+    std::string home_;
+    std::string askedFolder_;  // "" before the first, as below
+    bool isOwn_ = false;
     std::optional<bool> hasPersonalLibrary_;
     std::string folder_;  // with a slash at its end; "" before the first
     std::string shownFolder_;

@@ -225,19 +225,26 @@ int WriteOutput(std::string_view text, char *out, std::size_t size) {
     return 0;
 }
 
+// True for music below a home, or below what the home's links lead to.
+bool IsMusicOf(const std::string &home, std::string_view path) {
+    const std::string real = home.empty() ? "" : RealPath(home);
+    return !home.empty() &&
+           (LiesBelow(home + kMusic, path) || (!real.empty() && LiesBelow(real + kMusic, path)));
+}
+
 // True for music of the account that the path's folder among the homes is named after. Most
 // accounts are found so, also one that a directory service knows by its name but does not list.
 bool IsMusicOfNamesake(const std::vector<std::string> &homes, std::string_view path) {
     for (const std::string &folder : homes) {
         if (auto below = PathBelow(folder, path)) {
             const auto account = FindAccount(std::string(TakeComponent(*below)));
-            return account && HomeMusic(account->home).Holds(path);
+            return account && IsMusicOf(account->home, path);
         }
     }
     return false;
 }
 
-// As HomeMusic has it, for many homes: those of a system share few parents, which are resolved once
+// As IsMusicOf has it, for many homes: those of a system share few parents, which are resolved once
 // each, and few are links themselves.
 bool IsMusicOfAny(const std::vector<host::HomeOwner> &owners, std::string_view path) {
     std::map<std::string, std::string> parents;
@@ -251,24 +258,11 @@ bool IsMusicOfAny(const std::vector<host::HomeOwner> &owners, std::string_view p
         const std::string name = home.substr(slash);
         struct stat info {};
         return LiesBelow(home + kMusic, path) || LiesBelow(parent->second + name + kMusic, path) ||
-               (lstat(home.c_str(), &info) == 0 && S_ISLNK(info.st_mode) &&
-                HomeMusic(home).Holds(path));
+               (lstat(home.c_str(), &info) == 0 && S_ISLNK(info.st_mode) && IsMusicOf(home, path));
     });
 }
 
 }  // namespace
-
-HomeMusic::HomeMusic(const std::string &home) {
-    if (!home.empty()) {
-        named_ = home + kMusic;
-        const std::string real = RealPath(home);
-        real_ = real.empty() ? "" : real + kMusic;
-    }
-}
-
-bool HomeMusic::Holds(std::string_view path) const {
-    return LiesBelow(named_, path) || LiesBelow(real_, path);
-}
 
 std::optional<Account> FindAccount(const std::string &name) {
     if (!SystemRoot().empty()) {
@@ -411,7 +405,7 @@ bool IsUnderPersonalLibPath(const char *home, const char *path) {
     if (!NonEmptyStr(home) || !NonEmptyStr(path)) {
         return false;
     }
-    return varn::Guarded(false, [&] { return varn::HomeMusic(home).Holds(path); });
+    return varn::Guarded(false, [&] { return varn::IsMusicOf(home, path); });
 }
 
 bool IsPersonalLibraryPath(const char *path) {

@@ -177,21 +177,24 @@ bool RunAs::Become(Who who) {
         return true;
     }
     const bool isRoot = who == Who::kRoot;
-    const std::optional<Identity> to =
-        isRoot ? Identity{kRootUid, kRootGid, before_.groups} : IdentityOf(kPackageAccount);
-    if (!to) {
-        return false;
-    }
+    const char *name = isRoot ? kRootAccount : kPackageAccount;
     // A call that ends as another account switches in full, also to an identity that it has now:
     // by name, or by numbers where the accounts have no such name.
     const bool givesAccountBack = afterwards_ == Afterwards::kAccountBefore;
     const bool leavesAsAnother =
         afterwards_ == Afterwards::kPackage || afterwards_ == Afterwards::kStay;
-    if (givesAccountBack ? before_.uid == to->uid : !leavesAsAnother && IsCurrent(*to)) {
+    if (leavesAsAnother && ResetCredentialsByName(name) == 0) {
         return true;
     }
-    isByName_ = (givesAccountBack || leavesAsAnother) &&
-                ResetCredentialsByName(isRoot ? kRootAccount : kPackageAccount) == 0;
+    const std::optional<Identity> to =
+        isRoot ? Identity{kRootUid, kRootGid, before_.groups} : IdentityOf(kPackageAccount);
+    if (!to) {
+        return false;
+    }
+    if (givesAccountBack ? before_.uid == to->uid : IsCurrent(*to)) {
+        return true;
+    }
+    isByName_ = givesAccountBack && ResetCredentialsByName(name) == 0;
     if (isByName_ || IsCurrent(*to) || SwitchTo(*to, true) == 0) {
         return true;
     }

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "linux/accounts.h"
@@ -45,8 +46,8 @@ std::optional<CipherKey> ReadKey(const std::string &file) {
     return key;
 }
 
-// Puts a new key on the disk, whole or not at all. Another process may be first: its key stays.
-// False with errno set.
+// Puts a new key on the disk, whole or not at all, in a folder that only its owner enters. Another
+// process may be first: its key stays. False with errno set.
 bool MakeKey(const std::string &file) {
     CipherKey key;
     if (!varn::FillRandom(key.data(), key.size())) {
@@ -57,6 +58,13 @@ bool MakeKey(const std::string &file) {
     const auto package =
         geteuid() == 0 ? varn::FindAccount(std::string(varn::kPackageAccount)) : std::nullopt;
     const auto owner = package ? varn::FileOwner{package->uid, package->gid} : varn::FileOwner{};
+    const auto folder = std::filesystem::path(file).parent_path();
+    std::error_code ignored;
+    std::filesystem::create_directories(folder.parent_path(), ignored);
+    if (mkdir(folder.c_str(), 0700) == 0 && package &&
+        lchown(folder.c_str(), owner.uid, owner.gid) != 0) {
+        return false;
+    }
     const std::string_view bytes(reinterpret_cast<const char *>(key.data()), key.size());
     return varn::ReplaceFileAt(AT_FDCWD, file, bytes, 0600, package ? &owner : nullptr, true) ||
            errno == EEXIST;

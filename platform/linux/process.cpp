@@ -143,13 +143,17 @@ int VLIBCExecv(const char *path, char *const argv[], int wait) {
     }
     return varn::Guarded(-1, [&] {
         varn::SpawnOptions options = varn::OptionsFor(path, argv);
-        if (wait == 0) {
+        const bool isBounded = wait != 0 && wait != 1;
+        options.detached = wait == 0;
+        options.endsWithParent = isBounded;
+        options.ownGroup = isBounded;
+        if (wait != 1) {
             // The reader of this process's output must not have to wait for the program.
-            options.detached = true;
             options.stdoutFd = varn::kDevNull;
             options.stderrFd = varn::kDevNull;
         }
-        return varn::RunAndWait(options);
+        return isBounded ? varn::RunAndWait(options, std::chrono::seconds(wait))
+                         : varn::RunAndWait(options);
     });
 }
 
@@ -162,20 +166,6 @@ int VLIBCExecvAside(const char *path, char *const argv[]) {
         options.detached = true;
         options.stdinFd = varn::kInherit;
         return varn::RunAndWait(options);
-    });
-}
-
-int VLIBCExecvWithin(const char *path, char *const argv[], int seconds) {
-    if (!varn::IsGoodProgram(path, argv)) {
-        return -1;
-    }
-    return varn::Guarded(-1, [&] {
-        varn::SpawnOptions options = varn::OptionsFor(path, argv);
-        options.stdoutFd = varn::kDevNull;
-        options.stderrFd = varn::kDevNull;
-        options.endsWithParent = true;
-        options.ownGroup = true;
-        return varn::RunAndWait(options, std::chrono::seconds(seconds));
     });
 }
 

@@ -231,7 +231,6 @@ TEST_F(SoundTest, HighResolutionIsAFormatOfTheHighestCard) {
     EXPECT_EQ(check(1, "Format: S32_LE\n") + check(0, "Format: S16_LE\n"), 0);
     fs::create_directories(At("/proc/asound/card4"));
     EXPECT_EQ(VARNAudioCheckHardwareSupportHighRes(), -1) << "the highest card has no stream";
-    EXPECT_TRUE(Log().empty()) << "the program wrote to this process's standard error";
     // The first line answers, and the rest is more than a pipe holds.
     std::string many = "Format: S24_LE\n";
     for (int i = 0; i < 14; ++i) {

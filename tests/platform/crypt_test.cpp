@@ -54,6 +54,7 @@ TEST_F(Crypt, Base64IsEncodedAndStrictlyDecoded) {
 
 TEST_F(Crypt, TheKeyIsMadeOnceAndKeptFromOthers) {
     std::array<char, 64> cipher, second;
+    fs::remove_all(At(varn::path::kCryptKey).parent_path());
     ASSERT_TRUE(VLIBCCryptSzEncrypt("secret", cipher.data(), cipher.size()));
     const std::string key = ReadFile(At(varn::path::kCryptKey));
     EXPECT_EQ(key.size(), 32U);

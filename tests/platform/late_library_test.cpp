@@ -23,6 +23,7 @@ TEST(LateLibrary, FindsFunctionsOrTellsWhatIsMissing) {
     ASSERT_TRUE(good) << good.Problem();
     EXPECT_EQ(good.ceil(0.5), 1);
     EXPECT_EQ(good.floor(0.5), 0);
+    EXPECT_TRUE(Maths("libm.so.6", "VLIBCExec")) << "what the program brings along";
 
     const Maths absent("libabsent.so.1");
     EXPECT_FALSE(absent);

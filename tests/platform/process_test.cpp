@@ -63,18 +63,18 @@ TEST_F(Process, ReturnsTheExitStatus) {
 TEST_F(Process, EndsAProgramThatTakesTooLong) {
     const auto run = [](const std::string &script, int seconds) {
         const auto start = std::chrono::steady_clock::now();
-        const int status = VLIBCExecvWithin(kShell, Arguments({"sh", "-c", script}).Get(), seconds);
+        const int status = VLIBCExecv(kShell, Arguments({"sh", "-c", script}).Get(), seconds);
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30)) << script;
         return status;
     };
     EXPECT_EQ(run("exit 7", 60), 7);
-    EXPECT_EQ(run("exec sleep 1000", 0), 128 + SIGKILL);
+    EXPECT_EQ(run("exec sleep 1000", 2), 128 + SIGKILL);
     // Its children end with it.
     const fs::path started = scratch() / "started";
-    EXPECT_EQ(run("trap '' TERM INT; sleep 1000 & echo $! > '" + started.string() + "'; wait", 1),
+    EXPECT_EQ(run("trap '' TERM INT; sleep 1000 & echo $! > '" + started.string() + "'; wait", 2),
               128 + SIGKILL);
     ExpectEnd(started);
-    EXPECT_EQ(VLIBCExecvWithin("/nonexistent", Arguments({"x"}).Get(), 1), -1);
+    EXPECT_EQ(VLIBCExecv("/nonexistent", Arguments({"x"}).Get(), 60), -1);
 }
 
 TEST_F(Process, TellsWhyAProgramCannotBeRun) {

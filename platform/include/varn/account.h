@@ -7,8 +7,6 @@
 #include <sys/types.h>
 
 #include <cstddef>
-#include <string>
-#include <string_view>
 
 #include "varn/export.h"
 
@@ -76,20 +74,3 @@ VARN_EXPORT bool IsUnderPersonalLibPath(const char *home, const char *path);
 VARN_EXPORT bool IsPersonalLibraryPath(const char *path);
 
 }  // extern "C"
-
-namespace varn {
-
-// The music in one home, for a caller with many paths: the home's links are resolved once.
-class VARN_EXPORT HomeMusic {
-  public:
-    explicit HomeMusic(const std::string &home);
-
-    // What IsUnderPersonalLibPath answers for this home.
-    bool Holds(std::string_view path) const;
-
-  private:
-    std::string named_;  // "" without a home
-    std::string real_;   // "" where the home is not there
-};
-
-}  // namespace varn

@@ -25,8 +25,8 @@ VARN_EXPORT int VLIBCBase64SzEncodeOneLine(const char *in, char *out, size_t out
 // counter mode under as much random salt as there is room for (16 bytes at most, 3 at least), in
 // base64 without "=". max(2n, 16) bytes hold the result for a text of n bytes. It hides the text
 // from a file's reader; it does not show whether the ciphertext was changed.
-// The key is "/var/lib/Tonvale/crypt.key", readable by the package's account only and made when it
-// is first asked for. Without it the texts are lost.
+// The key is "/var/lib/Tonvale/crypt.key", readable by the package's account only and made, with
+// its folder, when it is first asked for. Without it the texts are lost.
 // True, or false with `out` as "" and the error state set (null argument, no room, no key).
 VARN_EXPORT bool VLIBCCryptSzEncrypt(const char *plain, char *out, int outSize);
 

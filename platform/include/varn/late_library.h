@@ -47,8 +47,13 @@ class LateLibrary {
         }
     }
 
+    // A program that brings the function along, itself or with its libraries, has it called there:
+    // two copies of one library would not know each other's objects.
     Symbol Find(const char *function) noexcept {
-        void *address = handle_ != nullptr ? dlsym(handle_, function) : nullptr;
+        void *address = handle_ != nullptr ? dlsym(RTLD_DEFAULT, function) : nullptr;
+        if (handle_ != nullptr && address == nullptr) {
+            address = dlsym(handle_, function);
+        }
         if (address == nullptr && *this) {
             KeepProblem();
         }

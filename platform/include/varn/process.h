@@ -23,19 +23,18 @@ extern "C" {
 VARN_EXPORT int VLIBCExec(const char *path, const char *arg1, ...) __attribute__((sentinel));
 
 // Runs a program with the argument vector `argv` (argv[0] included, ended by a null pointer). With
-// `wait` non-zero the result is that of VLIBCExec; otherwise 0 once the program runs, in a session
-// of its own, with all three descriptors at /dev/null and nothing to reap; or -1.
+// `wait` 1 the result is that of VLIBCExec. With 0 it is 0 once the program runs, in a session of
+// its own, with all three descriptors at /dev/null and nothing to reap; or -1.
+//
+// A larger `wait` is for a program that may never end: after so many seconds it is killed, and the
+// result is 128+9. Its standard output and error are /dev/null: this process's own may be an answer
+// that is under way. It runs in a process group of its own, and what it has started there is killed
+// with it. Should this process end first, the program itself is killed. On a kernel before 5.3 it
+// is waited for without an end.
 VARN_EXPORT int VLIBCExecv(const char *path, char *const argv[], int wait);
 
 // VLIBCExecv without `wait`, with the three descriptors of this process.
 VARN_EXPORT int VLIBCExecvAside(const char *path, char *const argv[]);
-
-// VLIBCExecv with `wait`, for a program that may never end: after so many seconds it is killed, and
-// the result is 128+9. Its standard output and error are /dev/null: this process's own may be an
-// answer that is under way. It runs in a process group of its own, and what it has started there is
-// killed with it. Should this process end first, the program itself is killed. On a kernel before
-// 5.3 it is waited for without an end.
-VARN_EXPORT int VLIBCExecvWithin(const char *path, char *const argv[], int seconds);
 
 // Starts a program with its standard output ("r") or standard input ("w") at the other end of the
 // returned stream. Null, with errno set, when it cannot be run. Ended with VLIBCPclose; a program
