@@ -34,7 +34,7 @@ void Arrange(MEDIA_DB_HANDLE &rows, const VLIBSZLIST &ids, support::SongList &ou
     }
 }
 
-// The ids of a list of digits, commas and blanks; null, with a log line, when memory is short.
+// The parts of a list between its commas; null, with a log line, when memory is short.
 varn::StringList SplitIds(const char *idList) {
     PVLIBSZLIST list = VLIBCSzListAlloc(kIdListBytes);
     const bool isSplit = list != nullptr && VLIBCStrTok(idList, ",", &list) >= 0;

@@ -33,7 +33,7 @@ std::string Tonvale::SharingManager::GetSharingHashString() noexcept {
     return support::Guarded(sharing::kSource, std::string(), [&] {
         std::string id = NewId();
         for (int repeats = 0; !CheckSharingIdExist(id) && repeats < kRepeats; ++repeats) {
-            // Identifiers follow from the second: a later one gives another.
+            // An identifier is made from the second of the time: a later second gives another.
             sleep(kSecondsBetweenAttempts);
             id = NewId();
         }

@@ -50,14 +50,13 @@ bool FromCatalogue(const std::string &key, unsigned uid, bool shared, Playlist &
 bool FromFolder(const std::string &key, const std::string &userDir, Playlist &found) {
     const std::string file =
         (userDir + "/" + kFolder + "/" + key + ".m3u").substr(0, varn::kPathSize - 1);
-    const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kStay, kSource);
+    varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
     struct stat status;
     if (stat(file.c_str(), &status) != 0) {
-        // The process stays root: given behaviour, which callers have to see to.
         LOG_ERROR(kSource, "Failed to get playlist. name=%s", file.c_str());
+        root.Stay();  // given behaviour, which callers have to see to
         return false;
     }
-    const varn::RunAs package(varn::Who::kPackage, varn::Afterwards::kStay, kSource);
     found = {key, file};
     return true;
 }

@@ -61,7 +61,7 @@ Json::Value Tell(const Request &asked, std::string_view name) {
     return TellPlayer(*command, ValuesIn(asked));
 }
 
-// Makes songs of the player ones that the user may see.
+// Gives songs of the player what the user may see: identifiers, and no paths.
 void Show(const Request &asked, Json::Value &songs) {
     Identify(asked.User().GetLoginUID(), songs);
     for (Json::Value &song : songs) {

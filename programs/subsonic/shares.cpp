@@ -6,7 +6,9 @@
 #include "endpoint.h"
 #include "objects.h"
 #include "playlist_objects.h"
+#include "service/base/text.h"
 #include "service/playlists/playlist_edit.h"
+#include "service/playlists/playlist_target.h"
 #include "service/sharing/links.h"
 #include "song_ids.h"
 #include "varn/number.h"
@@ -132,10 +134,11 @@ std::string NowText() {
 
 // A description as the name of a playlist, which is that of a file.
 std::string NameOf(const std::string &description) {
+    constexpr std::size_t kAdded = 16;  // room for the words here and for a number
     if (description.empty()) {
         return NowText();
     }
-    std::string name = description;
+    std::string name = description.substr(0, CutLength(description, kLongestPlaylistName - kAdded));
     std::replace_if(
         name.begin(), name.end(),
         [](unsigned char c) { return c == '/' || c < ' ' || c == '\x7F'; }, '-');

@@ -180,6 +180,12 @@ TEST_F(Playlists, LeaveTheProcessWithTheIdsThatCallersExpect) {
     EXPECT_EQ(geteuid(), GetUserIdFromName(varn::kPackageAccount));
     EXPECT_FALSE(isFound("playlist_personal_normal/gone"));
     EXPECT_EQ(geteuid(), 0U) << "the early return does not switch back";
+    fs::rename(root() / "etc/passwd", root() / "etc/away");
+    ASSERT_EQ(seteuid(kAlice), 0);
+    EXPECT_TRUE(isFound("playlist_personal_normal/mine"));
+    EXPECT_EQ(geteuid(), kAlice) << "without the package's account";
+    ASSERT_EQ(seteuid(0), 0);
+    fs::rename(root() / "etc/away", root() / "etc/passwd");
 }
 
 }  // namespace

@@ -244,12 +244,14 @@ TEST_F(RestChanges, SharesSongsUntilTheLinkIsDeleted) {
     EXPECT_TRUE(share["expires"].asString().starts_with("2100-01-0")) << share;
     const std::string id = share["id"].asString();
     EXPECT_EQ(Get("/as/sharing/" + id, "").Status(), 200);
-    // The name is taken; and one that no file has.
-    const std::pair<const char *, const char *> names[] = {
-        {"For+you", "For you (2)"}, {"AC/DC%0A", "AC-DC-"}, {"1999", "Shared 1999"}};
+    // The name is taken; and those that no file has.
+    const std::pair<std::string, std::string> names[] = {
+        {"For+you", "For you (2)"},
+        {"AC/DC%0A", "AC-DC-"},
+        {"1999", "Shared 1999"},
+        {std::string(223, 'n') + "%C3%BC" + std::string(80, 'n'), std::string(223, 'n')}};
     for (const auto &[given, name] : names) {
-        const Json::Value more =
-            AskRest("createShare?id=music_1&description=" + std::string(given));
+        const Json::Value more = AskRest("createShare?id=music_1&description=" + given);
         EXPECT_EQ(Told(more["shares"]["share"][0], "description"), name);
         Do("deleteShare?id=" + more["shares"]["share"][0]["id"].asString());
     }
@@ -265,7 +267,7 @@ TEST_F(RestChanges, SharesSongsUntilTheLinkIsDeleted) {
     EXPECT_EQ(FaultOf("updateShare?expires=0&id=" + id, "bob"), 70);
     EXPECT_TRUE(AskRest("getShares", "bob")["shares"]["share"].empty());
     Do("deleteShare?id=" + id);
-    EXPECT_EQ(AskRest("getPlaylists")["playlists"]["playlist"].size(), 4U);
+    EXPECT_EQ(AskRest("getPlaylists")["playlists"]["playlist"].size(), 5U);
 }
 
 TEST_F(RestChanges, SendsSoundCoversAndLyricsAsAsked) {

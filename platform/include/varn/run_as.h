@@ -53,6 +53,9 @@ class VARN_EXPORT RunAs {
     // and does so after the scope.
     explicit operator bool() const noexcept { return isSwitched_; }
 
+    // Ends the scope with kStay.
+    void Stay() noexcept { afterwards_ = Afterwards::kStay; }
+
   private:
     bool Become(Who who);
     bool IsBack() const noexcept;

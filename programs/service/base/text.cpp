@@ -35,6 +35,15 @@ std::string ValidUtf8(std::string_view text) {
     return valid;
 }
 
+std::size_t CutLength(std::string_view text, std::size_t most) {
+    std::size_t length = std::min(text.size(), most);
+    while (length > 0 && length < text.size() &&
+           (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80U) {
+        --length;
+    }
+    return length;
+}
+
 std::string EscapedXml(std::string_view text) {
     std::string escaped;
     for (const char character : text) {

@@ -24,14 +24,13 @@ bool IsLine(std::string_view text, std::size_t most);
 // A text as it stands in XML and HTML, within an attribute or not.
 std::string EscapedXml(std::string_view text);
 
+// How many bytes of valid UTF-8 are left when it is cut between characters to `most` at most.
+std::size_t CutLength(std::string_view text, std::size_t most);
+
 // Copies valid UTF-8 into a field, cut between characters where it does not fit.
 template <std::size_t Size>
 void CopyCut(std::string_view text, char (&out)[Size]) {
-    std::size_t length = std::min(text.size(), Size - 1);
-    while (length > 0 && length < text.size() &&
-           (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80U) {
-        --length;
-    }
+    const std::size_t length = CutLength(text, Size - 1);
     std::copy_n(text.begin(), length, out);
     out[length] = '\0';
 }

@@ -31,15 +31,6 @@ std::string LowerCase(std::string text) {
     return text;
 }
 
-// Cuts before a character.
-void Cut(std::string &text, std::size_t size) {
-    while (size > 0 && size < text.size() &&
-           (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80) {
-        --size;
-    }
-    text.resize(std::min(size, text.size()));
-}
-
 // Where the extension of a name begins; its end for a name without one.
 std::size_t ExtensionOf(const std::string &name) {
     const std::size_t dot = name.rfind('.');
@@ -282,7 +273,7 @@ std::string SafeFileName(std::string_view name) {
         '_');
     const std::string extension = safe.substr(ExtensionOf(safe));
     if (safe.size() > kLongestName) {
-        Cut(safe, kLongestName - extension.size());
+        safe.resize(CutLength(safe, kLongestName - extension.size()));
         safe += extension;
     }
     // Also "." and "..".

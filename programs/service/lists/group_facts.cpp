@@ -145,8 +145,8 @@ std::vector<std::string> ReadRecords(const ListRequest &request) {
     return records;
 }
 
-// The table "wanted" of albums, and its join to rows with album and album_artist. That the artist is
-// compared as an expression keeps the planner from an index on it, in which most songs have "".
+// The table "wanted" of albums, and below its join to rows with album and album_artist. `|| ''`
+// keeps the planner from the index on the album artist, in which most songs have "".
 std::string TableOf(const std::vector<AlbumFacts> &albums) {
     std::string names;
     for (const AlbumFacts &album : albums) {

@@ -93,7 +93,8 @@ ArtistList::Places Listed(const ArtistList &artists);
 // Failure.
 std::vector<AlbumFacts> AlbumsOfArtist(const ListRequest &request, const std::string &name);
 // What the user has put on these albums, or on all: the average of the stars, all plays and the
-// last one of their songs, and the favourites. Albums without are left out. It is one statement.
+// last one of their songs, and since when they are favourites. Albums with none of these are left
+// out. It is one statement.
 std::map<AlbumName, SongMarks> AlbumMarks(uid_t uid,
                                           const std::vector<AlbumFacts> *albums = nullptr);
 

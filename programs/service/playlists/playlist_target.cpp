@@ -17,8 +17,6 @@ namespace tonvale_service {
 
 namespace {
 
-constexpr std::size_t kLongestName = 240;  // bytes, with room for an extension
-
 Playlist Named(const VARN_PLAYLIST &record) {
     return {std::to_string(record.id), record.title, record.path, record.album};
 }
@@ -126,7 +124,7 @@ std::string KeyOf(const Collection &collection, const Playlist &playlist) {
 }
 
 void CheckName(const std::string &name) {
-    const bool good = IsUtf8(name) && !name.empty() && name.size() <= kLongestName &&
+    const bool good = IsUtf8(name) && !name.empty() && name.size() <= kLongestPlaylistName &&
                       name.front() != '.' && !varn::IsNumber(name) &&
                       std::none_of(name.begin(), name.end(), [](char c) {
                           return c == '/' || static_cast<unsigned char>(c) < ' ' || c == '\x7F';

@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <string>
 
 #include "tonvale/playlists.h"
@@ -47,6 +48,8 @@ Playlist PlaylistOfKey(const Collection &collection, const std::string &key);
 
 // The key of a playlist in identifiers.
 std::string KeyOf(const Collection &collection, const Playlist &playlist);
+
+inline constexpr std::size_t kLongestPlaylistName = 240;  // bytes, with room for an extension
 
 // Throws a Failure for a name that no playlist can have.
 void CheckName(const std::string &name);

@@ -62,8 +62,8 @@ struct SongId {
 // The song in a row of a statement that has id and is_virtual, 0 or 1.
 SongId SongIn(const varn::Row &row);
 
-// Its identifier, which also stands for a user's own song; with `isOwn` as the track object of that
-// has it.
+// Its identifier, which also stands for a user's own song. With `isOwn` it has the form that the
+// track object of an own song has.
 std::string SongIdText(const SongId &song, bool isOwn = false);
 
 // Empty for any text but the four forms of a song's identifier that have a row id.

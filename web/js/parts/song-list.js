@@ -6,7 +6,7 @@ import { t } from '../texts.js';
 import { enableDrag } from './drag.js';
 import { Selection } from './selection.js';
 import { SongRow } from './song-row.js';
-import { attempt } from './toast.js';
+import { attempt, toast } from './toast.js';
 
 /** @typedef {import('../types.js').Song} Song */
 /** @template T @typedef {import('../types.js').Source<T>} Source */
@@ -43,7 +43,7 @@ function playFrom(source, index, total) {
 }
 
 /**
- * Where a song is that was at a place before: the nearest place that has it, if any has.
+ * Where a song is that was at a place before: the nearest loaded place that has it, if any has.
  * @param {LongList<Song>} list
  * @param {Song | undefined} song
  * @param {number} before
@@ -56,8 +56,9 @@ function placeNow(list, song, before) {
 
 /**
  * Moves and removes songs by their places. A change begins when the list shows what the last one
- * did: until then, the places that it shows are those of other songs. A removal waits for that, and
- * looks for its songs again; a move does nothing, and says so by false.
+ * did: until then, the places that it shows are those of other songs. A removal waits for that,
+ * looks for its songs again, and tells when it cannot find one, or when the view was left. A move
+ * does nothing until then, and returns false.
  * @param {LongList<Song>} list
  * @param {SongListLook} look
  */
@@ -67,7 +68,8 @@ function inTurn(list, { onMove, onRemove }) {
   const make = (/** @type {() => unknown} */ change) => {
     underWay = attempt(async () => change()).then(() => new Promise((resolve) => {
       list.addEventListener('fetched', resolve, { once: true });
-      list.reload();
+      list.signal.addEventListener('abort', resolve, { once: true });
+      list.isConnected ? list.reload() : resolve(null);
     })).then(() => {
       underWay = null;
     });
@@ -83,7 +85,11 @@ function inTurn(list, { onMove, onRemove }) {
       let now = places;
       while (underWay) {
         await underWay;
-        now = places.flatMap((place, index) => placeNow(list, songs[index], place));
+        now = !list.isConnected ? []
+          : [...new Set(places.flatMap((place, index) => placeNow(list, songs[index], place)))];
+      }
+      if (now.length < places.length) {
+        toast(t('error.other'));
       }
       if (now.length > 0) {
         await make(() => onRemove(now));

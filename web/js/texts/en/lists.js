@@ -58,7 +58,7 @@ export const lists = {
 
   'favourites.empty': 'No favourite songs yet',
   'favourites.empty.hint':
-    'The heart of an album or an artist adds it, and “Favourite” in the menu of a song.',
+    'Use the heart of an album or an artist, or “Favourite” in the menu of a song.',
 
   'folders.empty': 'This folder is empty',
 
