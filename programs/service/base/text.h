@@ -24,6 +24,9 @@ bool IsLine(std::string_view text, std::size_t most);
 // A text as it stands in XML and HTML, within an attribute or not.
 std::string EscapedXml(std::string_view text);
 
+// A hash of a text, 16 hexadecimal digits.
+std::string HashOf(std::string_view text);
+
 // Copies valid UTF-8 into a field, cut between characters where it does not fit.
 template <std::size_t Size>
 void CopyCut(std::string_view text, char (&out)[Size]) {
