@@ -101,12 +101,14 @@ AnyPlaylist Changeable(const Request &asked) {
 // Changes the entries of a playlist.
 template <auto Do>
 Json::Value Edit(const Request &asked) {
-    const AnyPlaylist playlist = Changeable(asked);
+    AnyPlaylist playlist = Changeable(asked);
     if (playlist.isSmart) {
         throw Failure(Reason::kRulesChooseSongs, playlist.name);
     }
-    Do(asked, playlist.collection, playlist.normal);
-    return Json::Value(Json::objectValue);
+    playlist.normal.state = asked.Text("seen");
+    Json::Value data(Json::objectValue);
+    data["state"] = Do(asked, playlist.collection, playlist.normal);
+    return data;
 }
 
 Json::Value Rename(const Request &asked) {
@@ -127,12 +129,12 @@ Json::Value Delete(const Request &asked) {
     return Json::Value(Json::objectValue);
 }
 
-void Add(const Request &asked, const Collection &collection, const Playlist &playlist) {
+std::string Add(const Request &asked, const Collection &collection, const Playlist &playlist) {
     const bool skips = asked.Flag("skip_duplicate");
-    AppendSongs(collection, playlist, Songs(asked), skips);
+    return AppendSongs(collection, playlist, Songs(asked), skips);
 }
 
-void Remove(const Request &asked, const Collection &collection, const Playlist &playlist) {
+std::string Remove(const Request &asked, const Collection &collection, const Playlist &playlist) {
     if (asked.Given("length")) {
         return ReplaceSongs(collection, playlist, Position(asked, "position"),
                             Position(asked, "length"), nullptr);
@@ -145,17 +147,18 @@ void Remove(const Request &asked, const Collection &collection, const Playlist &
         }
         positions.push_back(static_cast<int>(*position));
     }
-    RemovePositions(collection, playlist, positions);
+    return RemovePositions(collection, playlist, positions);
 }
 
-void Replace(const Request &asked, const Collection &collection, const Playlist &playlist) {
+std::string Replace(const Request &asked, const Collection &collection, const Playlist &playlist) {
     const int position = Position(asked, "position");
     const int length = static_cast<int>(asked.Number(kLength));
-    ReplaceSongs(collection, playlist, position, length, Songs(asked));
+    return ReplaceSongs(collection, playlist, position, length, Songs(asked));
 }
 
-void RemoveGone(const Request & /*asked*/, const Collection &collection, const Playlist &playlist) {
-    RemoveMissing(collection, playlist);
+std::string RemoveGone(const Request & /*asked*/, const Collection &collection,
+                       const Playlist &playlist) {
+    return RemoveMissing(collection, playlist);
 }
 
 Json::Value Rule(const Request &asked) {
@@ -209,6 +212,10 @@ constexpr Parameter kPosition{.name = "position",
                               .what = "The place of an entry, from 0.",
                               .kind = Kind::kNumber,
                               .isRequired = true};
+constexpr Parameter kSeen{.name = "seen",
+                          .what =
+                              "The state of the playlist that the client knows: 409 when it is "
+                              "another by now; otherwise it is changed in any state."};
 constexpr Parameter kRule{.name = "rule",
                           .what = "The rule: what docs/smart-playlists.md writes between braces.",
                           .isRequired = true};
@@ -218,19 +225,20 @@ constexpr std::array kCreateParameters = {
     kWhere, kName, kFormat, Parameter{.name = "songs", .what = kSongs.what, .kind = Kind::kTexts}};
 constexpr std::array kRenameParameters = {kId, kName};
 constexpr std::array kIdParameters = {kId};
-constexpr std::array kAddParameters = {kId, kSongs,
+constexpr std::array kMissingParameters = {kId, kSeen};
+constexpr std::array kAddParameters = {kId, kSongs, kSeen,
                                        Parameter{.name = "skip_duplicate",
                                                  .what = "Leave out songs that are there.",
                                                  .kind = Kind::kFlag,
                                                  .usual = "false"}};
 constexpr std::array kRemoveParameters = {
-    kId,
+    kId, kSeen,
     Parameter{.name = "position",
               .what = "The places of entries, from 0; with length the first of them.",
               .kind = Kind::kNumbers,
               .isRequired = true},
     Parameter{.name = "length", .what = "How many entries in a row.", .kind = Kind::kNumber}};
-constexpr std::array kReplaceParameters = {kId, kPosition, kLength, kSongs};
+constexpr std::array kReplaceParameters = {kId, kPosition, kLength, kSongs, kSeen};
 
 constexpr auto kPreviewParameters = Join(kRule, std::array{kOffset, kPreviewed}, kAdditional);
 constexpr std::array kCreateSmartParameters = {kWhere, kName, kRule};
@@ -268,22 +276,26 @@ constexpr Method kMethods[] = {
      .make = Make<Edit<Add>>,
      .changes = true,
      .summary = "Add songs to the end of a playlist",
-     .parameters = kAddParameters},
+     .parameters = kAddParameters,
+     .answer = "PlaylistState"},
     {.name = "remove",
      .make = Make<Edit<Remove>>,
      .changes = true,
      .summary = "Take entries off a playlist",
-     .parameters = kRemoveParameters},
+     .parameters = kRemoveParameters,
+     .answer = "PlaylistState"},
     {.name = "replace",
      .make = Make<Edit<Replace>>,
      .changes = true,
      .summary = "Put songs in the place of entries",
-     .parameters = kReplaceParameters},
+     .parameters = kReplaceParameters,
+     .answer = "PlaylistState"},
     {.name = "remove_missing",
      .make = Make<Edit<RemoveGone>>,
      .changes = true,
      .summary = "Take off the entries that the library does not know, but no streams",
-     .parameters = kIdParameters},
+     .parameters = kMissingParameters,
+     .answer = "PlaylistState"},
     {.name = "rule",
      .make = Make<Rule>,
      .summary = "The rule of a smart playlist, as it is written",
@@ -318,13 +330,19 @@ constexpr Field kPlaylist[] = {
     {"path?", "text", "of a normal one, from the share on"}};
 constexpr Field kPage[] = {{"offset", "number"}, {"total", "number"}, {"playlists", "[Playlist]"}};
 constexpr Field kSongPage[] = {
-    {"playlist", "Playlist"}, {"offset", "number"}, {"total", "number"}, {"songs", "[Song]"}};
+    {"playlist", "Playlist"},
+    {"state?", "text", "of a normal one: another one when its entries are others"},
+    {"offset", "number"},
+    {"total", "number"},
+    {"songs", "[Song]"}};
+constexpr Field kStateFields[] = {{"state", "text"}};
 constexpr Field kRuleFields[] = {{"playlist", "Playlist"},
                                  {"rule", "text", "what stands between its braces"}};
 constexpr Schema kSchemas[] = {{"PlaylistRule", kRuleFields},
                                {"Playlist", kPlaylist},
                                {"PlaylistPage", kPage},
-                               {"PlaylistSongs", kSongPage}};
+                               {"PlaylistSongs", kSongPage},
+                               {"PlaylistState", kStateFields}};
 
 }  // namespace
 

@@ -50,12 +50,23 @@ class PlaylistApi : public ApiTest {
             parameters.emplace_back("id", id);
             return Ask("Playlist/"s + method, parameters, user);
         };
-        change("add", {{"songs", "[\"music_1\",\"http://r.example/live?a=1,2\"]"}});
+        // Another client has its places from before a change that leaves the file's size as it was.
+        const std::string seen = change("get", {})["state"].asString();
+        const Json::Value swapped =
+            change("replace", {{"position", "0"}, {"length", "2"}, {"songs", "music_2,music_1"}});
+        for (const char *method : {"add", "remove", "replace", "remove_missing"}) {
+            const Given stale = {
+                {"id", id}, {"seen", seen}, {"position", "0"}, {"songs", "music_3"}};
+            const std::string asked = "Playlist/"s + method;
+            EXPECT_EQ(CodeOf(asked, Taken(asked, stale), user), 409) << method;
+        }
+        change("add", {{"seen", swapped["state"].asString()},
+                       {"songs", "[\"music_1\",\"http://r.example/live?a=1,2\"]"}});
         change("add", {{"songs", "music_3,music_1"}, {"skip_duplicate", "true"}});
         const std::string stream =
             "remote_{\"album\":\"\",\"artist\":\"\",\"cover\":\"\",\"duration\":0,"
             "\"title\":\"live?a=1,2\"}\n http://r.example/live?a=1,2";
-        EXPECT_EQ(Songs(id, user), (Texts{"music_1", "music_2", "music_1", stream, "music_3"}));
+        EXPECT_EQ(Songs(id, user), (Texts{"music_2", "music_1", "music_1", stream, "music_3"}));
         change("remove", {{"position", "0,4"}});
         change("replace", {{"position", "0"}, {"length", "2"}, {"songs", "music_3"}});
         EXPECT_EQ(Songs(id, user), (Texts{"music_3", stream}));

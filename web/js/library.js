@@ -125,7 +125,7 @@ export function library() {
  * @param {string} api
  * @param {string} method
  * @param {string} list where the answer has its items
- * @param {(found: any) => T} make
+ * @param {(found: any, answer: any) => T} make
  * @param {Params} params
  * @param {number} [pageSize]
  * @returns {Source<T>}
@@ -135,7 +135,8 @@ export function sourceOf(api, method, list, make, params, pageSize = 100) {
     pageSize,
     fetch: async (offset, limit, signal) => {
       const data = await call(api, method, { ...params, offset, limit }, { signal });
-      return { total: data.total, items: data[list].map(make) };
+      const items = data[list].map((/** @type {any} */ found) => make(found, data));
+      return { total: data.total, items };
     },
   };
 }

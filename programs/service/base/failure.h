@@ -122,6 +122,7 @@ enum class Reason {
     kTooManyBookmarks,
     kTooManyStations,
     kPlayQueueChanged,  // by another client
+    kPlaylistChanged,   // (path) since the client read it
 
     // kBusy
     kSettingsLocked,   // (path)

@@ -1,5 +1,9 @@
 #include "service/base/text.h"
 
+#include <array>
+#include <cstdio>
+#include <functional>
+
 namespace tonvale_service {
 
 std::size_t CharacterLength(std::string_view text) {
@@ -74,6 +78,12 @@ bool IsLine(std::string_view text, std::size_t most) {
     return text.size() <= most && IsUtf8(text) &&
            std::none_of(text.begin(), text.end(),
                         [](unsigned char c) { return c < ' ' || c == 0x7F; });
+}
+
+std::string HashOf(std::string_view text) {
+    std::array<char, 32> digits = {};
+    std::snprintf(digits.data(), digits.size(), "%016zx", std::hash<std::string_view>()(text));
+    return digits.data();
 }
 
 }  // namespace tonvale_service

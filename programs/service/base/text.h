@@ -27,6 +27,9 @@ std::string EscapedXml(std::string_view text);
 // How many bytes of valid UTF-8 are left when it is cut between characters to `most` at most.
 std::size_t CutLength(std::string_view text, std::size_t most);
 
+// A hash of a text, 16 hexadecimal digits.
+std::string HashOf(std::string_view text);
+
 // Copies valid UTF-8 into a field, cut between characters where it does not fit.
 template <std::size_t Size>
 void CopyCut(std::string_view text, char (&out)[Size]) {

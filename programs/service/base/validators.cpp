@@ -3,9 +3,10 @@
 #include <array>
 #include <cstdio>
 #include <ctime>
-#include <functional>
 #include <string_view>
 #include <utility>
+
+#include "service/base/text.h"
 
 namespace tonvale_service {
 
@@ -53,9 +54,7 @@ bool Lists(std::string_view list, std::string_view etag) {
 }  // namespace
 
 std::string EtagOf(const std::string &text) {
-    std::array<char, 64> etag = {};
-    std::snprintf(etag.data(), etag.size(), "\"%016zx\"", std::hash<std::string>()(text));
-    return etag.data();
+    return "\"" + HashOf(text) + "\"";
 }
 
 Validators ValidatorsOf(const struct stat &info) {

@@ -154,6 +154,7 @@ constexpr Wording kWordings[] = {
     {Reason::kTooManyBookmarks, "a user has 1,000 bookmarks at most"},
     {Reason::kTooManyStations, "there are 1,000 radio stations at most"},
     {Reason::kPlayQueueChanged, "the queue was changed by another client meanwhile; read it again"},
+    {Reason::kPlaylistChanged, "the playlist {} was changed meanwhile; read it again"},
 
     {Reason::kSettingsLocked,
      "the settings cannot be locked: see that {} can be opened, and try again when nobody else "

@@ -17,6 +17,7 @@
 #include <utility>
 
 #include "service/base/page.h"
+#include "service/base/text.h"
 #include "service/lists/tables.h"
 #include "tonvale/settings.h"
 #include "varn/database.h"
@@ -55,9 +56,7 @@ std::string Folder() {
 }
 
 std::string FileOf(const ListKey &key) {
-    std::array<char, 32> name = {};
-    std::snprintf(name.data(), name.size(), "/%016zx", std::hash<std::string>()(key.text));
-    return Folder() + name.data();
+    return Folder() + "/" + HashOf(key.text);
 }
 
 // A file of another account could show anything.

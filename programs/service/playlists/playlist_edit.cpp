@@ -110,7 +110,9 @@ class LockedList {
   public:
     LockedList(const Collection &collection, const Playlist &asked)
         : lock_(collection, Lock::Kind::kWrite),
-          playlist_(PlaylistOfKey(collection, KeyOf(collection, asked))) {}
+          playlist_(PlaylistOfKey(collection, KeyOf(collection, asked))) {
+        playlist_.state = asked.state;
+    }
 
     const Playlist &Get() const { return playlist_; }
 
@@ -194,27 +196,34 @@ void Rewrite(const HeldPlaylist &list, const Write &write) {
     }
 }
 
-// Changes the entries of a playlist, which are read once. What `afterwards` throws takes the change
-// back.
+// Changes the entries of a playlist, which are read once, and returns its new state. What
+// `afterwards` throws takes the change back.
 template <typename Edit, typename Afterwards>
-void Change(const Collection &collection, const Playlist &playlist, const Edit &edit,
-            const Afterwards &afterwards) {
+std::string Change(const Collection &collection, const Playlist &playlist, const Edit &edit,
+                   const Afterwards &afterwards) {
     CheckFormat(playlist.path);
     const HeldPlaylist list(collection, playlist.path, HeldPlaylist::Use::kChange);
     varn::OwnedSongs songs = Read(collection.uid, list, playlist.path);
+    // After the songs: another program, which takes no lock, could change the list between.
+    if (!playlist.state.empty() && playlist.state != list.State()) {
+        throw Failure(Reason::kPlaylistChanged, playlist.path);
+    }
     edit(songs);
     CheckEntries(songs.get());
+    std::string state;
     Rewrite(list, [&](const char *path) {
         Report(VARNWriteMusicPlaylist(songs.get(), path), Reason::kPlaylistNotWritten,
                playlist.path);
+        state = list.State();
         afterwards();
     });
+    return state;
 }
 
 template <typename Edit>
-void Change(const Collection &collection, const Playlist &asked, const Edit &edit) {
+std::string Change(const Collection &collection, const Playlist &asked, const Edit &edit) {
     const LockedList locked(collection, asked);
-    Change(collection, locked.Get(), edit, [] {});
+    return Change(collection, locked.Get(), edit, [] {});
 }
 
 void Remove(const std::vector<int> &positions, varn::OwnedSongs &list) {
@@ -277,9 +286,9 @@ Playlist CreatePlaylist(const Collection &collection, const std::string &name,
     return {id.data(), name, path, row.album};
 }
 
-void ReplaceSongs(const Collection &collection, const Playlist &playlist, int start, int length,
-                  varn::OwnedSongs songs) {
-    Change(collection, playlist, [&](varn::OwnedSongs &list) {
+std::string ReplaceSongs(const Collection &collection, const Playlist &playlist, int start,
+                         int length, varn::OwnedSongs songs) {
+    return Change(collection, playlist, [&](varn::OwnedSongs &list) {
         if (start > VARNPlaylistRecCount(list.get())) {
             throw Failure(Reason::kNoSuchPosition, std::to_string(start));
         }
@@ -287,9 +296,9 @@ void ReplaceSongs(const Collection &collection, const Playlist &playlist, int st
     });
 }
 
-void AppendSongs(const Collection &collection, const Playlist &playlist, varn::OwnedSongs songs,
-                 bool skipDuplicates) {
-    Change(collection, playlist, [&](varn::OwnedSongs &list) {
+std::string AppendSongs(const Collection &collection, const Playlist &playlist,
+                        varn::OwnedSongs songs, bool skipDuplicates) {
+    return Change(collection, playlist, [&](varn::OwnedSongs &list) {
         if (skipDuplicates) {
             PLAYLIST_REC *added = songs.release();
             const int skipped = VARNPlaylistRemoveDuplicateSongs(list.get(), &added, 0, 0);
@@ -300,14 +309,15 @@ void AppendSongs(const Collection &collection, const Playlist &playlist, varn::O
     });
 }
 
-void RemovePositions(const Collection &collection, const Playlist &playlist,
-                     const std::vector<int> &positions) {
-    Change(collection, playlist, [&](varn::OwnedSongs &list) { Remove(positions, list); });
+std::string RemovePositions(const Collection &collection, const Playlist &playlist,
+                            const std::vector<int> &positions) {
+    return Change(collection, playlist, [&](varn::OwnedSongs &list) { Remove(positions, list); });
 }
 
-void RemoveMissing(const Collection &collection, const Playlist &playlist) {
-    Change(collection, playlist,
-           [](varn::OwnedSongs &list) { RemoveEntries(list, MissingPositions(list.get())); });
+std::string RemoveMissing(const Collection &collection, const Playlist &playlist) {
+    return Change(collection, playlist, [](varn::OwnedSongs &list) {
+        RemoveEntries(list, MissingPositions(list.get()));
+    });
 }
 
 namespace {

@@ -23,12 +23,16 @@ std::set<std::string> SongNames(const Collection &collection, Playlist playlist)
 // Makes a playlist and returns it.
 Playlist CreatePlaylist(const Collection &collection, const std::string &name,
                         const std::string &format, const PLAYLIST_REC *songs);
-void ReplaceSongs(const Collection &collection, const Playlist &playlist, int start, int length,
-                  varn::OwnedSongs songs);
-void AppendSongs(const Collection &collection, const Playlist &playlist, varn::OwnedSongs songs,
-                 bool skipDuplicates);
-void RemovePositions(const Collection &collection, const Playlist &playlist,
-                     const std::vector<int> &positions);
+
+// These return the playlist's state afterwards (Playlist::state).
+std::string ReplaceSongs(const Collection &collection, const Playlist &playlist, int start,
+                         int length, varn::OwnedSongs songs);
+std::string AppendSongs(const Collection &collection, const Playlist &playlist,
+                        varn::OwnedSongs songs, bool skipDuplicates);
+std::string RemovePositions(const Collection &collection, const Playlist &playlist,
+                            const std::vector<int> &positions);
+std::string RemoveMissing(const Collection &collection, const Playlist &playlist);
+
 // Several changes in one: all of them, or none. Returns the playlist as it is called then.
 struct PlaylistEdit {
     // The positions that go, chosen while nobody else changes the list.
@@ -38,7 +42,6 @@ struct PlaylistEdit {
     std::string name = {};        // "": as it is
 };
 Playlist EditPlaylist(const Collection &collection, const Playlist &playlist, PlaylistEdit edit);
-void RemoveMissing(const Collection &collection, const Playlist &playlist);
 // Returns the playlist as it is called then.
 Playlist RenamePlaylist(const Collection &collection, const Playlist &playlist,
                         const std::string &name);

@@ -17,6 +17,7 @@
 #include <utility>
 #include <vector>
 
+#include "service/base/text.h"
 #include "service/playlists/playlists_lock.h"
 #include "service/songs/music_places.h"
 #include "tonvale/paths.h"
@@ -288,6 +289,12 @@ struct stat HeldPlaylist::Status() const {
     struct stat info {};
     return fstat(file_.Get(), &info) == 0 ? info
                                           : throw Failure(Reason::kPlaylistNotRead, path_, errno);
+}
+
+std::string HeldPlaylist::State() const {
+    std::string text;
+    return ReadAll(file_.Get(), text) ? HashOf(text)
+                                      : throw Failure(Reason::kPlaylistNotRead, path_, errno);
 }
 
 std::string HeldPlaylist::Contents() const {

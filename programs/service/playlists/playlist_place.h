@@ -71,6 +71,11 @@ class HeldPlaylist {
     // When it was changed, and its size.
     struct stat Status() const;
 
+    // A hash of what the file holds now. Its size and time would not do: a list whose songs change
+    // places keeps its size, times have steps of milliseconds or seconds, and some programs set
+    // them back.
+    std::string State() const;
+
     // What the file holds now. A Failure while somebody else writes it.
     std::string Contents() const;
 

@@ -29,6 +29,9 @@ struct Playlist {
     std::string title;
     std::string path;
     std::string album;
+    // HeldPlaylist::State when it was read. If the list has another one by now, a change of its
+    // entries is refused. "": it is changed in any state.
+    std::string state = {};
 };
 
 // Completes a collection whose user and user id are known.

@@ -71,6 +71,8 @@ int ReadNormal(AnyPlaylist &playlist, const PlaylistLibrary &library, int offset
                Json::Value &tracks) {
     const HeldPlaylist list = HoldToRead(playlist.collection, playlist.normal);
     playlist.name = playlist.normal.title;
+    playlist.normal.state =
+        list.State();  // before the songs: they are of this state or a later one
     Tonvale::webapi::HashRating ratings;
     if (*ratings.Get() == nullptr) {
         throw std::bad_alloc();
@@ -217,6 +219,9 @@ PlaylistTracks::PlaylistTracks(const AnyPlaylist &playlist, const PlaylistLibrar
       end_(end),
       next_(std::move(first)) {
     Head()["playlist"] = ObjectOf(playlist);
+    if (!playlist.isSmart) {
+        Head()["state"] = playlist.normal.state;
+    }
 }
 
 Json::Value PlaylistTracks::Next() {

@@ -4,7 +4,8 @@ import { titleOf } from '../actions.js';
 import { h, refill } from '../dom.js';
 import { button } from '../icons.js';
 import { songs } from '../library.js';
-import { changePlaylist, missingEntries } from '../playlists.js';
+import { changePlaylist, missingEntries, removeFromPlaylist, replaceInPlaylist }
+  from '../playlists.js';
 import { joined, t } from '../texts.js';
 import { emptyNote } from './cards.js';
 import { openDialog } from './dialog.js';
@@ -48,14 +49,10 @@ export async function openMissing({ id, name }) {
   const content = h('div', { class: 'missing', 'aria-live': 'polite' });
   const dialog = openDialog(t('missing.title', { name }), content);
   dialog.classList.add('is-wide');
-  /**
-   * @param {string} method
-   * @param {import('../api.js').Params} params
-   */
-  const changeList = async (method, params) => {
+  const changeList = async (/** @type {() => Promise<unknown>} */ change) => {
     content.inert = true; // a second change would go by the places of before this one
     await attempt(async () => {
-      await changePlaylist(method, { id, ...params });
+      await change();
       await show();
     });
     content.inert = false;
@@ -68,10 +65,11 @@ export async function openMissing({ id, name }) {
       refill(found, others.length === 0 && h('li', { class: 'soft' }, t('missing.none')),
         ...others.map((one) => row(titleOf(one), joined([one.artist, one.album, one.path]),
           button(t('missing.use'), () =>
-            changeList('replace', { position: place, songs: [one.id] })))));
+            changeList(() => replaceInPlaylist(id, song, place, one))))));
     });
     return row(titleOf(song), song.path, button(t('missing.find'), look),
-      button(t('do.remove'), () => changeList('remove', { position: [String(place)] })), found);
+      button(t('do.remove'), () => changeList(() => removeFromPlaylist(id, [song], [place]))),
+      found);
   };
 
   const show = async () => {
@@ -82,8 +80,8 @@ export async function openMissing({ id, name }) {
     }
     refill(content, h('p', { class: 'soft' }, t('missing.count', { count: missing.length })),
       h('ul', { class: 'row-list' }, ...missing.slice(0, MOST).map(entry)),
-      h('footer', {}, button(t('do.removeMissing'), () => changeList('remove_missing', {}),
-        { look: 'is-danger' })));
+      h('footer', {}, button(t('do.removeMissing'), () =>
+        changeList(() => changePlaylist('remove_missing', { id })), { look: 'is-danger' })));
   };
   await attempt(show);
 }

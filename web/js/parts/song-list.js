@@ -23,9 +23,10 @@ const MOST = 1000;
  * @property {boolean} [isShort]
  * @property {() => Node} [empty]
  * @property {(total: number) => void} [counted]
- * @property {(places: number[], before: number, songs: Song[]) => unknown} [onMove] `before`: an
- *   entry's place now
- * @property {(places: number[]) => unknown} [onRemove]
+ * @property {(places: number[], before: number, songs: Song[], next: Song | undefined) => unknown}
+ *   [onMove] `before`: the place now of `next`, which is undefined at the end
+ * @property {(places: number[], songs: (Song | undefined)[]) => unknown} [onRemove] undefined: a
+ *   song that is not fetched
  * @property {(index: number) => void} [play]
  * @property {(index: number) => boolean} [isCurrent]
  */
@@ -78,7 +79,8 @@ function inTurn(list, { onMove, onRemove }) {
   return {
     move: onMove && ((/** @type {number[]} */ from, /** @type {number} */ before) => {
       const songs = from.flatMap((place) => list.at(place) ?? []);
-      return !underWay && songs.length === from.length && make(() => onMove(from, before, songs));
+      return !underWay && songs.length === from.length &&
+        make(() => onMove(from, before, songs, list.at(before)));
     }),
     remove: onRemove && (async (/** @type {number[]} */ places) => {
       const songs = places.map((place) => list.at(place));
@@ -92,7 +94,7 @@ function inTurn(list, { onMove, onRemove }) {
         toast(t('error.other'));
       }
       if (now.length > 0) {
-        await make(() => onRemove(now));
+        await make(() => onRemove(now, now.map((place) => list.at(place))));
       }
     }),
   };

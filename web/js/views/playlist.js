@@ -5,7 +5,8 @@ import { h, hueOf, refill } from '../dom.js';
 import { icon } from '../icons.js';
 import { allOf, changed } from '../library.js';
 import { may } from '../person.js';
-import { changePlaylist, moveInPlaylist, playlist, playlistSongs } from '../playlists.js';
+import { changePlaylist, moveInPlaylist, playlist, playlistSongs, removeFromPlaylist }
+  from '../playlists.js';
 import { banner } from '../parts/banner.js';
 import { emptyNote } from '../parts/cards.js';
 import { songCover } from '../parts/cover-art.js';
@@ -106,8 +107,8 @@ export function view({ id }) {
         empty: () => emptyNote('playlists', t('playlist.empty'),
           own ? t('playlist.empty.hint') : ''),
         ...own && {
-          onMove: (from, before, songs) => moveInPlaylist(id, songs, from, before),
-          onRemove: (places) => changePlaylist('remove', { id, position: places.map(String) }),
+          onMove: (from, before, songs, next) => moveInPlaylist(id, songs, from, before, next),
+          onRemove: (places, songs) => removeFromPlaylist(id, songs, places),
         },
       });
       refill(view, banner({

@@ -67,6 +67,7 @@ export const lists = {
   'playlists.forAll': 'For everyone on this server',
   'playlists.empty': 'No playlists yet',
   'playlists.empty.hint': 'Make one, then drag songs onto it or use their menu.',
+  'playlist.changed': 'The playlist was changed elsewhere; look at it again.',
   'playlist.empty': 'This playlist is empty',
   'playlist.empty.hint': 'Drag songs onto its name, or use “Add to playlist” in their menu.',
   'playlist.delete': 'Delete {name}?',
