@@ -1,8 +1,6 @@
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
@@ -12,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/child.h"
 #include "support/fixture.h"
 #include "varn/base.h"
 #include "varn/database.h"
@@ -149,10 +148,14 @@ class KeptConnections : public Database {
   protected:
     void SetUp() override {
         Database::SetUp();
+        VARNDBBoundStatements(1000);
+        Reconnect();
         VARNDBKeepConnections(2);
     }
     void TearDown() override {
         VARNDBKeepConnections(0);
+        VARNDBBoundStatements(0);
+        unsetenv("PGOPTIONS");
         Database::TearDown();
     }
     std::string One(const char *sql) {
@@ -208,20 +211,32 @@ TEST_F(KeptConnections, AreTakenByTheirKindWhileTheyLive) {
     EXPECT_EQ(Execute("SELECT 1"), 1) << "instead of the one that the server has ended";
     VARNDBClose(held);
 
-    const pid_t child = fork();
-    if (child == 0) {
+    EXPECT_TRUE(HoldsInChild([&] {
         conn_ = nullptr;
         Reconnect();
-        const bool isOwn = Backend() != survivor;
+        EXPECT_NE(Backend(), survivor) << "a child has connections of its own";
         VARNDBClose(conn_);
         VARNDBKeepConnections(0);
-        _exit(isOwn ? 0 : 1);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0) << "a child has connections of its own";
+    }));
     Reconnect();
     EXPECT_EQ(Execute("SELECT 1"), 1) << "and its parent's go on";
+}
+
+// Also while it does not take a whole statement.
+TEST_F(KeptConnections, AreClosedWhenTheServerHangs) {
+    const std::string longer = "SELECT '" + std::string(8U << 20U, 'x') + "'";
+    for (const char *statement : {"SELECT 1", longer.c_str()}) {
+        const std::string hung = Backend();
+        ASSERT_EQ(kill(std::stoi(hung), SIGSTOP), 0);
+        VARNDBTroubleClear();
+        EXPECT_EQ(Execute(statement), -1);
+        EXPECT_EQ(VARNDBTroubleGet(), VARNDB_UNREACHABLE);
+        EXPECT_TRUE(Logged("no answer for 1250 ms"));
+        ClearLog();
+        Reconnect();
+        EXPECT_NE(Backend(), hung);
+        kill(std::stoi(hung), SIGCONT);
+    }
 }
 
 // Two writers change songs and ratings in turn, in transactions of which some are taken back. All
