@@ -176,7 +176,7 @@ bool PinStrings(PGconn *conn) {
     if (setting != nullptr && std::string_view(setting) == "on") {
         return true;
     }
-    const PgResult pinned(Pq().exec(conn, "SET standard_conforming_strings = on"));
+    const PgResult pinned = varn::RunStatements(conn, "SET standard_conforming_strings = on");
     return Pq().resultStatus(pinned.get()) == PGRES_COMMAND_OK;
 }
 
@@ -195,7 +195,7 @@ int AffectedRows(const PGresult *result) {
 
 int Execute(DBConnect_tag &conn, const char *sql, VARNDB_RESULT **result) {
     conn.isChanged = conn.isChanged || varn::MayChangeSession(sql);
-    PgResult rows(Pq().exec(conn.pg.get(), sql));
+    PgResult rows = varn::RunStatements(conn.pg.get(), sql);
     const ExecStatusType status = Pq().resultStatus(rows.get());
     if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK) {
         return conn.Fail(rows.get());
@@ -288,6 +288,17 @@ void VARNDBClose(DBConnect_tag *conn) {
 void VARNDBKeepConnections(int most) {
     Guarded(0, [&] {
         varn::LimitKeptConnections(static_cast<std::size_t>(std::clamp(most, 0, kMostKept)));
+        return 0;
+    });
+}
+
+void VARNDBBoundStatements(int milliseconds) {
+    Guarded(0, [&] {
+        const char *const given = std::getenv("PGOPTIONS");
+        const std::string options = given != nullptr ? std::string(given) + " " : "";
+        const std::string bound = "-c statement_timeout=" + std::to_string(milliseconds);
+        setenv("PGOPTIONS", (options + bound).c_str(), 1);
+        varn::BoundSilence(milliseconds + milliseconds / 4);
         return 0;
     });
 }

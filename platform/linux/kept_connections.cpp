@@ -2,6 +2,8 @@
 
 #include <poll.h>
 #include <strings.h>
+#include <sys/socket.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -42,6 +44,33 @@ Pool &ThePool() {
     return pool;
 }
 
+int &LongestSilence() {
+    static int milliseconds = 0;
+    return milliseconds;
+}
+
+// Null after the last one.
+PgResult NextResult(PGconn *connection) {
+    for (;;) {
+        const int unsent = Pq().flush(connection);
+        if (unsent < 0 || (unsent == 0 && Pq().isBusy(connection) == 0)) {
+            break;
+        }
+        const int wanted = unsent > 0 ? POLLIN | POLLOUT : POLLIN;
+        pollfd socket = {Pq().socket(connection), static_cast<short>(wanted), 0};
+        const bool isSilent = poll(&socket, 1, LongestSilence()) == 0;
+        if (isSilent) {
+            syslog(LOG_ERR, "database: no answer for %d ms: the connection is closed",
+                   LongestSilence());
+            shutdown(socket.fd, SHUT_RDWR);  // the client library then finds its end
+        }
+        if (isSilent || Pq().consumeInput(connection) == 0) {
+            break;
+        }
+    }
+    return PgResult(Pq().getResult(connection));
+}
+
 void CloseBeyond(Pool &pool, std::size_t most) {
     if (pool.kept.size() > most) {
         pool.kept.erase(pool.kept.begin(), pool.kept.end() - static_cast<std::ptrdiff_t>(most));
@@ -62,11 +91,33 @@ bool Contains(std::string_view text, std::string_view part) {
 }
 
 bool MakeAsNew(PGconn *connection) {
-    const PgResult discarded(Pq().exec(connection, "DISCARD ALL"));
+    const PgResult discarded = RunStatements(connection, "DISCARD ALL");
     return Pq().resultStatus(discarded.get()) == PGRES_COMMAND_OK;
 }
 
 }  // namespace
+
+void BoundSilence(int milliseconds) {
+    LongestSilence() = milliseconds;
+}
+
+PgResult RunStatements(PGconn *connection, const char *sql) {
+    if (LongestSilence() == 0) {
+        return PgResult(Pq().exec(connection, sql));
+    }
+    Pq().setNonblocking(connection, 1);  // a text may be longer than a hung server takes
+    Pq().sendQuery(connection, sql);     // without it there is no result
+    PgResult last;
+    while (PgResult next = NextResult(connection)) {
+        last = std::move(next);
+        const ExecStatusType status = Pq().resultStatus(last.get());
+        if (status == PGRES_COPY_IN || status == PGRES_COPY_OUT) {
+            break;
+        }
+    }
+    Pq().setNonblocking(connection, 0);
+    return last;
+}
 
 std::string ConnectionKey(const char *socketDir, const char *user, const char *password,
                           const char *database) {

@@ -1,4 +1,4 @@
-// Idle connections that this process has closed and may use again.
+// Connections that do not hang, and idle ones that this process has closed and may use again.
 #pragma once
 
 #include <libpq-fe.h>
@@ -19,6 +19,12 @@ struct ResultCloser {
 };
 using PgConnection = std::unique_ptr<PGconn, ConnectionCloser>;
 using PgResult = std::unique_ptr<PGresult, ResultCloser>;
+
+// How long a server may be silent while it runs statements, in milliseconds. 0: as long as it likes.
+void BoundSilence(int milliseconds);
+
+// Runs statements; the result is the last one's. A connection that is silent for too long is lost.
+PgResult RunStatements(PGconn *connection, const char *sql);
 
 // Everything that decides which session a connection gets: the arguments, the effective user and
 // the client library's variables. A connection with an equal text is the same for its user.

@@ -20,6 +20,11 @@ struct Libpq : LateLibrary {
     decltype(&::PQerrorMessage) errorMessage = Find("PQerrorMessage");
     decltype(&::PQsetNoticeProcessor) setNoticeProcessor = Find("PQsetNoticeProcessor");
     decltype(&::PQexec) exec = Find("PQexec");
+    decltype(&::PQsetnonblocking) setNonblocking = Find("PQsetnonblocking");
+    decltype(&::PQsendQuery) sendQuery = Find("PQsendQuery");
+    decltype(&::PQflush) flush = Find("PQflush");
+    decltype(&::PQconsumeInput) consumeInput = Find("PQconsumeInput");
+    decltype(&::PQisBusy) isBusy = Find("PQisBusy");
     decltype(&::PQgetResult) getResult = Find("PQgetResult");
     decltype(&::PQclear) clear = Find("PQclear");
     decltype(&::PQresultStatus) resultStatus = Find("PQresultStatus");

@@ -5,7 +5,6 @@
 
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 #include <string>
 #include <utility>
@@ -23,19 +22,11 @@ namespace {
 
 using namespace tonvale_entry;
 
-// Cancels a statement after so many milliseconds, the wait for a locked table included. The
-// administrator's other settings stay.
-constexpr char kStatementBound[] = "-c statement_timeout=15000";
+constexpr int kLongestStatement = 15000;  // milliseconds
 
 // A request has so many at a time: most calls of the library take one of their own. A process of
 // one request keeps none, because it may wait for a turn, or for its listener.
 constexpr int kConnections = 2;
-
-void BoundStatements() {
-    const char *const given = std::getenv("PGOPTIONS");
-    const std::string options = given != nullptr ? std::string(given) + " " : "";
-    setenv("PGOPTIONS", (options + kStatementBound).c_str(), 1);
-}
 
 bool Answer(Login login) {
     try {
@@ -67,7 +58,7 @@ int main() {
     // When a client goes away, writing fails, which also ends the encoder.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGCHLD, SIG_DFL);  // children are waited for, whatever the parent ignores
-    BoundStatements();
+    VARNDBBoundStatements(kLongestStatement);
     // What needs root's rights takes them for a moment, where the web server has them.
     if (ResetCredentialsByName(varn::kPackageAccount, true) != 0) {
         syslog(LOG_ERR, "Failed to switch to %s.", varn::kPackageAccount);

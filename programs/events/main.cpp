@@ -26,7 +26,7 @@ using namespace std::chrono_literals;
 constexpr auto kLookEvery = 1s;
 
 // A statement that waits for longer keeps everybody waiting.
-constexpr char kStatementBound[] = "-c statement_timeout=3000";
+constexpr int kLongestStatement = 3000;  // milliseconds
 
 varn::UniqueFd EndSignals() {
     sigset_t signals;
@@ -91,9 +91,7 @@ void Run(int socket, int signals) {
 int main() {
     openlog("tonvale-events", LOG_PERROR, LOG_USER);
     const varn::UniqueFd signals = EndSignals();
-    const char *const given = std::getenv("PGOPTIONS");
-    setenv("PGOPTIONS",
-           ((given != nullptr ? std::string(given) + " " : "") + kStatementBound).c_str(), 1);
+    VARNDBBoundStatements(kLongestStatement);
     if (!varn::DropRights(nullptr)) {
         syslog(LOG_ERR, "Failed to give up root's rights: %m");
         return EXIT_FAILURE;

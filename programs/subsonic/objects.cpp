@@ -87,7 +87,10 @@ void SetTags(Json::Value &child, const SongFacts &song) {
     child["displayAlbumArtist"] = albumArtist;
     child["displayComposer"] = song.composer;
     child["contributors"] = Json::Value(Json::arrayValue);
-    if (!song.composer.empty()) {
+    // getArtist knows artists and album artists, and no other composers.
+    const std::uint64_t hash = ArtistHash(song.composer);
+    if (!song.composer.empty() &&
+        (hash == ArtistHash(song.artist) || hash == ArtistHash(albumArtist))) {
         Json::Value composer(Json::objectValue);
         composer["role"] = "composer";
         composer["artist"]["id"] = ArtistId(song.composer);

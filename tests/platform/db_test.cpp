@@ -1,3 +1,4 @@
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -140,10 +141,14 @@ class KeptConnections : public Database {
   protected:
     void SetUp() override {
         Database::SetUp();
+        VARNDBBoundStatements(1000);
+        Reconnect();
         VARNDBKeepConnections(2);
     }
     void TearDown() override {
         VARNDBKeepConnections(0);
+        VARNDBBoundStatements(0);
+        unsetenv("PGOPTIONS");
         Database::TearDown();
     }
     std::string One(const char *sql) {
@@ -208,6 +213,23 @@ TEST_F(KeptConnections, AreTakenByTheirKindWhileTheyLive) {
     }));
     Reconnect();
     EXPECT_EQ(Execute("SELECT 1"), 1) << "and its parent's go on";
+}
+
+// Also while it does not take a whole statement.
+TEST_F(KeptConnections, AreClosedWhenTheServerHangs) {
+    const std::string longer = "SELECT '" + std::string(8U << 20U, 'x') + "'";
+    for (const char *statement : {"SELECT 1", longer.c_str()}) {
+        const std::string hung = Backend();
+        ASSERT_EQ(kill(std::stoi(hung), SIGSTOP), 0);
+        VARNDBTroubleClear();
+        EXPECT_EQ(Execute(statement), -1);
+        EXPECT_EQ(VARNDBTroubleGet(), VARNDB_UNREACHABLE);
+        EXPECT_TRUE(Logged("no answer for 1250 ms"));
+        ClearLog();
+        Reconnect();
+        EXPECT_NE(Backend(), hung);
+        kill(std::stoi(hung), SIGCONT);
+    }
 }
 
 }  // namespace

@@ -129,7 +129,7 @@ class RestApi : public Rest {
         const std::string second = music + "/d & <e>/2.mp3";
         const TrackRow songs[] = {
             first,
-            {2, 0, second, "two", kAlbum, "A feat. B", "A", "", {"Pop"}, 1999, 2},
+            {2, 0, second, "two", kAlbum, "A feat. B", "A", "A", {"Pop"}, 1999, 2},
             {3, 0, music + "/3.mp3", "three", "Z", "B", "", "", {"Rock"}, 1980, 1},
             {4, 0, music + "/4.mp3", "four", "Z", "C", "", "", {}, 1980, 2},
             {5, 0, music + "/5.mp3", "five \x01", "", "", "", "", {}, 0, 0},  // XML has no \x01
@@ -202,6 +202,10 @@ TEST_F(RestApi, TellsWhatTheLibraryKnows) {
 
     const Json::Value album = AskRest(Filled("getAlbum?id=@album"))["album"];
     EXPECT_EQ(Each(album["song"]), (Texts{"music_1", "music_2"}));
+    EXPECT_EQ(Told(album["song"],
+                   "[0].displayComposer [0].contributors[0] "
+                   "[1].contributors[0].artist.id"),
+              "C - " + ArtistId("A"));
     EXPECT_EQ(Told(album, "userRating songCount playCount artistId"), "4 2 2 " + ArtistId("A"));
     const Json::Value list = AskRest("getAlbumList2?type=alphabeticalByName")["albumList2"];
     EXPECT_EQ(Told(list["album"], "[1].playCount [2].userRating [2].playCount [3].playCount"),

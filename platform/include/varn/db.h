@@ -32,6 +32,12 @@ VARN_EXPORT void VARNDBClose(DBConnect_tag *conn);
 // and advisory locks. A forked child neither uses nor ends those of its parent.
 VARN_EXPORT void VARNDBKeepConnections(int most);
 
+// From now on the server cancels each statement of a new connection after so many milliseconds, the
+// wait for a locked table included. The other settings in PGOPTIONS stay. A server that is silent
+// for a quarter longer during a statement has hung: the connection is closed, and the statement
+// fails as VARNDB_UNREACHABLE. VARNDBCopyIn waits on. 0 is no bound; so a process begins.
+VARN_EXPORT void VARNDBBoundStatements(int milliseconds);
+
 // Runs one statement, or several separated by ";" (the result is then the last one's). Returns the
 // number of rows that were read, inserted, changed or deleted (0 for other statements), or -1.
 // With `result` not null, *result becomes the result on success, released with VARNDBFreeResult,
