@@ -28,7 +28,8 @@ enum class Who {
 enum class Afterwards {
     kBack,           // the identity of before; a process that cannot take it back ends
     kBackOrGoOn,     // the identity of before; a process that cannot take it back stays as it is
-    kAccountBefore,  // the account of the user of before, with its groups; without one kBack
+    kAccountBefore,  // the account of the user of before, with its groups; without one kBack. A
+                     // process that has the user id already stays as it is, throughout
     kPackage,        // the package's account; without one kBack
     kStay,           // as the scope has run
 };
@@ -53,7 +54,7 @@ class VARN_EXPORT RunAs {
     explicit operator bool() const noexcept { return isSwitched_; }
 
   private:
-    bool Become(Who who) const;
+    bool Become(Who who);
     bool IsBack() const noexcept;
     bool Leave() const;
     void Log(const char *tag, const Identity &to) const;
@@ -62,6 +63,7 @@ class VARN_EXPORT RunAs {
     Afterwards afterwards_;
     const char *source_;
     int line_;
+    bool isByName_ = false;  // the scope has switched by ResetCredentialsByName
     bool isSwitched_;
 };
 
