@@ -1,6 +1,8 @@
 // Debian's AirPlay receiver, playing to nowhere.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <filesystem>
 #include <fstream>
 #include <optional>

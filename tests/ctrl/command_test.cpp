@@ -1,3 +1,4 @@
+
 #include <chrono>
 #include <cstring>
 #include <functional>
@@ -9,6 +10,7 @@
 #include "tonvale/players.h"
 #include "varn/base.h"
 #include "varn/player.h"
+#include "varn/systempath.h"
 
 namespace {
 

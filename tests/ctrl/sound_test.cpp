@@ -6,7 +6,6 @@
 
 #include "platform/child.h"
 #include "support/fixture.h"
-#include "support/log_texts.h"
 #include "tonvale/players.h"
 #include "varn/mixer.h"
 #include "varn/packageconf.h"

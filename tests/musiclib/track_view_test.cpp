@@ -3,7 +3,6 @@
 #include <tuple>
 
 #include "support/fixture.h"
-#include "support/log_texts.h"
 #include "tonvale/library.h"
 #include "tonvale/settings.h"
 #include "varn/systempath.h"

@@ -4,7 +4,6 @@
 #include <tuple>
 
 #include "playlist/playlist_test.h"
-#include "support/log_texts.h"
 
 namespace {
 

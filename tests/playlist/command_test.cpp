@@ -7,9 +7,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
+
 #include "platform/child.h"
 #include "playlist/playlist_test.h"
 #include "programs/command.h"
+#include "support/eventually.h"
 #include "tonvale/sharing.h"
 #include "varn/descriptor.h"
 #include "varn/packageconf.h"

@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <json/json.h>
 #include <sys/file.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>

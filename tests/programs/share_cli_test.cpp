@@ -6,6 +6,7 @@
 
 #include "programs/command.h"
 #include "sharing/shared_library.h"
+#include "support/eventually.h"
 #include "tonvale/library.h"
 
 namespace tonvale_test {

@@ -2,7 +2,6 @@
 #include <json/value.h>
 
 #include "support/fixture.h"
-#include "support/log_texts.h"
 #include "tonvale/settings.h"
 #include "varn/crypt.h"
 #include "varn/systempath.h"

@@ -147,6 +147,15 @@ std::vector<std::string> Words(const std::string &text) {
     return {std::istream_iterator<std::string>(stream), {}};
 }
 
+std::string LogTexts(const std::vector<std::string> &log) {
+    static const std::regex head("^tonvale-test: (\\S+?)(:| \\(|\\()[0-9]+");
+    std::string texts;
+    for (const std::string &line : log) {
+        texts += std::regex_replace(line, head, "$1$2#") + "\n";
+    }
+    return texts;
+}
+
 Captured::Captured(int number)
     : number_(number),
       memory_(memfd_create("captured", MFD_CLOEXEC)),

@@ -17,6 +17,9 @@ namespace fs = std::filesystem;
 // The words of a text, separated by blanks.
 std::vector<std::string> Words(const std::string &text);
 
+// The lines of a log without the program's name, each with "#" for the line of the source.
+std::string LogTexts(const std::vector<std::string> &log);
+
 // Standard output (1) or error (2) of this process, into memory, for the length of a scope.
 class Captured {
   public:

@@ -1,12 +1,7 @@
 // The indexer as a program, with a folder of music and a database.
 #pragma once
 
-#include <gtest/gtest.h>
-#include <taglib/id3v2tag.h>
-
 #include <filesystem>
-#include <fstream>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -23,81 +18,33 @@ class IndexTest : public DatabaseTest {
     using Path = fs::path;
 
   protected:
-    void SetUp() override {
-        DatabaseTest::SetUp();
-        Samples();
-        fs::create_directory(Music());
-        Register({Music()});
-    }
+    void SetUp() override;
 
     static Path Music() { return scratch() / "music"; }
 
-    static void Register(const std::vector<Path> &folders) {
-        std::string text;
-        for (const Path &folder : folders) {
-            text += folder.string() + "\n";
-        }
-        WriteFile(varn::path::kIndexFolders, text);
-    }
+    static void Register(const std::vector<Path> &folders);
 
     // Runs the indexer to its end.
-    static Finished Index(const Words &arguments = {}, const Words &variables = {}) {
-        return Command(arguments, "", "varnindex", variables).Wait();
-    }
+    static Finished Index(const Words &arguments = {}, const Words &variables = {});
 
     // The counts of a summary that are not 0, after "!" for exit status 1 and "?" for another.
-    static std::string Shown(int status, const std::string &summary) {
-        std::string shown = summary.substr(0, summary.find('\n'));
-        for (const char *empty : {R"(\b\w+ 0\b(, )?)", ", (?=;|$)", ";?[a-z ]+: (?=;|$)", "^; "}) {
-            shown = std::regex_replace(shown, std::regex(empty), "");
-        }
-        return (status == 0 ? "" : status == 1 ? "!" : "?") + shown;
-    }
+    static std::string Shown(int status, const std::string &summary);
 
     // Playlists and cue sheets are compared only when `expected` tells of them.
-    static void Expect(const Finished &run, const std::string &expected) {
-        const bool isWhole = expected.find(':') != expected.npos;
-        EXPECT_EQ(Shown(run.status, isWhole ? run.out : run.out.substr(0, run.out.find(';'))),
-                  expected)
-            << run.err;
-    }
+    static void Expect(const Finished &run, const std::string &expected);
 
     // A copy of a sample below the music folder.
-    static Path Put(const std::string &name, const std::string &sample = "tone.mp3") {
-        const Path path = Music() / name;
-        fs::create_directories(path.parent_path());
-        fs::copy_file(Samples() / sample, path, fs::copy_options::overwrite_existing);
-        return path;
-    }
+    static Path Put(const std::string &name, const std::string &sample = "tone.mp3");
 
     // A song with the given title and genre.
     static Path PutTagged(const std::string &name, const std::string &title,
-                          const std::string &genre = "") {
-        TagLib::ID3v2::Tag tag;
-        tag.setTitle({title, TagLib::String::UTF8});
-        tag.setGenre({genre, TagLib::String::UTF8});
-        const TagLib::ByteVector bytes = tag.render();
-        Touch(Music() / name,
-              std::string(bytes.data(), bytes.size()) + ReadFile(Samples() / "plain.mp3"));
-        return Music() / name;
-    }
+                          const std::string &genre = "");
 
     // All that the indexer has stored of songs, in a fixed order.
-    static Rows Everything() {
-        return Query(
-            "SELECT t::text, a::text, r::text, c::text, g::text FROM track t"
-            " LEFT JOIN album_track a ON a.track = t.id LEFT JOIN artist_track r ON r.track = t.id"
-            " LEFT JOIN composer_track c ON c.track = t.id"
-            " LEFT JOIN genre_track g ON g.track = t.id ORDER BY t.id, g.genre");
-    }
+    static Rows Everything();
 
     // The number of rows in all side tables.
-    static std::string SideRows() {
-        return Value(
-            "SELECT (SELECT count(*) FROM album_track) + (SELECT count(*) FROM artist_track)"
-            " + (SELECT count(*) FROM composer_track) + (SELECT count(*) FROM genre_track)"
-            " + (SELECT count(*) FROM replaygain_track)");
-    }
+    static std::string SideRows();
 };
 
 }  // namespace tonvale_test

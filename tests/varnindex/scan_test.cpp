@@ -8,6 +8,7 @@
 #include <string>
 #include <thread>
 
+#include "support/eventually.h"
 #include "varnindex/scan_fixture.h"
 
 namespace {

@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <fstream>
 #include <functional>
 
 #include "programs/command.h"

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <climits>
+#include <fstream>
 
 #include "programs/command.h"
 #include "varnplayer/player_fixture.h"

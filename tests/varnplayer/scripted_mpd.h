@@ -2,7 +2,9 @@
 // answers by a script, for what no real daemon does on demand.
 #pragma once
 
-#include <sys/stat.h>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "support/scripted_text_server.h"
 
@@ -14,28 +16,15 @@ class ScriptedMpd {
     using Script = ScriptedTextServer::Script;
     static constexpr auto kHangUp = ScriptedTextServer::kHangUp;
 
-    ScriptedMpd(const std::string &path, Script script)
-        : server_(ListenAt(path), {"\n", "OK MPD 0.23.5\n"}, std::move(script)) {}
+    ScriptedMpd(const std::string &path, Script script);
 
     std::vector<std::string> Lines() const { return server_.Requests(); }
 
     // The answer to most commands.
-    static std::string Usual(const std::string &line) {
-        if (line == "status") {
-            return "volume: 50\nrepeat: 0\nrandom: 0\nsingle: 0\nplaylistlength: 0\nstate: stop\n"
-                   "OK\n";
-        }
-        return line.starts_with("addid ") ? "Id: 7\nOK\n" : "OK\n";
-    }
+    static std::string Usual(const std::string &line);
 
   private:
-    static int ListenAt(const std::string &path) {
-        const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        EXPECT_TRUE(Bind(fd, LocalAddress(path)));
-        EXPECT_EQ(listen(fd, 8), 0);
-        EXPECT_EQ(chmod(path.c_str(), 0777), 0);
-        return fd;
-    }
+    static int ListenAt(const std::string &path);
 
     ScriptedTextServer server_;
 };

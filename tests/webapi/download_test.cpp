@@ -1,5 +1,6 @@
 // Downloads: a song under its name, and archives that unzip reads.
 #include <fcntl.h>
+#include <sys/mman.h>
 
 #include <filesystem>
 #include <fstream>

@@ -1,4 +1,5 @@
 // Scans, and listeners to events.
+#include <poll.h>
 #include <sys/socket.h>
 
 #include <array>

@@ -1,5 +1,6 @@
 // Paths that an account may plant (the table in docs/security.md). No operation that has rights
 // reads or changes what belongs to others through them.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>

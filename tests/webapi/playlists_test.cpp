@@ -1,4 +1,5 @@
 // The web API's playlists.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>

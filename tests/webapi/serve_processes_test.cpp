@@ -1,5 +1,8 @@
 // The processes of `tonvale serve`: their bounds, and how they end and start again.
 #include <deque>
+#include <fstream>
+
+#include <sys/wait.h>
 
 #include "varn/database.h"
 #include "varn/descriptor.h"
