@@ -74,7 +74,8 @@ struct DBConnect_tag {
     // Keeps the words of the failure that just happened, with the result that tells of it.
     int Fail(const PGresult *result = nullptr, const char *file = __builtin_FILE(),
              int line = __builtin_LINE()) {
-        error = WithoutLineBreak(Pq().errorMessage(pg.get()));
+        error = WithoutLineBreak(result != nullptr ? Pq().resultErrorMessage(result)
+                                                   : Pq().errorMessage(pg.get()));
         if (error.empty()) {  // the server accepted it, but this call is not for it
             error = "a statement that is empty, or that sends or fetches rows by COPY";
         }

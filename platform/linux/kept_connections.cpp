@@ -115,7 +115,9 @@ PgResult RunStatements(PGconn *connection, const char *sql) {
             break;
         }
     }
-    Pq().setNonblocking(connection, 0);
+    if (last) {  // without a result the connection keeps the reason, which this would clear
+        Pq().setNonblocking(connection, 0);
+    }
     return last;
 }
 

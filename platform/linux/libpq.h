@@ -29,6 +29,7 @@ struct Libpq : LateLibrary {
     decltype(&::PQclear) clear = Find("PQclear");
     decltype(&::PQresultStatus) resultStatus = Find("PQresultStatus");
     decltype(&::PQresultErrorField) resultErrorField = Find("PQresultErrorField");
+    decltype(&::PQresultErrorMessage) resultErrorMessage = Find("PQresultErrorMessage");
     decltype(&::PQntuples) ntuples = Find("PQntuples");
     decltype(&::PQnfields) nfields = Find("PQnfields");
     decltype(&::PQfname) fname = Find("PQfname");
