@@ -222,8 +222,9 @@ Fd OpenFresh(int folder, std::string &name) {
     return file;
 }
 
-// True if there is a copy in its place: a converter that does not know the workshop writes there.
-bool IsPlaced(const Target &target, const timespec &source) {
+// Finishes a copy that stands in its place: a converter that does not know the workshop writes
+// there. False if there is none.
+bool FinishPlaced(const Target &target, const timespec &source) {
     const Fd copy = OpenWritten(target.folder, target.name);
     if (copy) {
         KeepLater(copy.Get(), source);
@@ -306,7 +307,7 @@ int Scale(const Source &source, int side, const Target &target) {
     if (const Fd result = OpenResult(workshop, target.path)) {
         return Place(result.Get(), target, *time) ? 0 : LogNotPlaced(source.path, target.path);
     }
-    if (!IsPlaced(target, *time)) {
+    if (!FinishPlaced(target, *time)) {
         LOG_ERROR(kSource, "file not exists [%s]", target.path.c_str());
         return -1;
     }

@@ -143,11 +143,11 @@ int VLIBCExecv(const char *path, char *const argv[], int wait) {
     }
     return varn::Guarded(-1, [&] {
         varn::SpawnOptions options = varn::OptionsFor(path, argv);
-        const bool isBounded = wait != 0 && wait != 1;
+        const bool isBounded = wait > 1;
         options.detached = wait == 0;
         options.endsWithParent = isBounded;
         options.ownGroup = isBounded;
-        if (wait != 1) {
+        if (wait == 0 || isBounded) {
             // The reader of this process's output must not have to wait for the program.
             options.stdoutFd = varn::kDevNull;
             options.stderrFd = varn::kDevNull;

@@ -68,6 +68,7 @@ TEST_F(Process, EndsAProgramThatTakesTooLong) {
         return status;
     };
     EXPECT_EQ(run("exit 7", 60), 7);
+    EXPECT_EQ(run("exit 7", -1), 7) << "as with 1";
     EXPECT_EQ(run("exec sleep 1000", 2), 128 + SIGKILL);
     // Its children end with it.
     const fs::path started = scratch() / "started";

@@ -23,8 +23,8 @@ extern "C" {
 VARN_EXPORT int VLIBCExec(const char *path, const char *arg1, ...) __attribute__((sentinel));
 
 // Runs a program with the argument vector `argv` (argv[0] included, ended by a null pointer). With
-// `wait` 1 the result is that of VLIBCExec. With 0 it is 0 once the program runs, in a session of
-// its own, with all three descriptors at /dev/null and nothing to reap; or -1.
+// `wait` 1 or below 0 the result is that of VLIBCExec. With 0 it is 0 once the program runs, in a
+// session of its own, with all three descriptors at /dev/null and nothing to reap; or -1.
 //
 // A larger `wait` is for a program that may never end: after so many seconds it is killed, and the
 // result is 128+9. Its standard output and error are /dev/null: this process's own may be an answer

@@ -29,7 +29,7 @@ enum class Afterwards {
     kBack,           // the identity of before; a process that cannot take it back ends
     kBackOrGoOn,     // the identity of before; a process that cannot take it back stays as it is
     kAccountBefore,  // the account of the user of before, with its groups; without one kBack. A
-                     // process that has the user id already stays as it is, throughout
+                     // process that has the user id already keeps its identity
     kPackage,        // the package's account; without one kBack
     kStay,           // as the scope has run
 };
@@ -66,7 +66,7 @@ class VARN_EXPORT RunAs {
     Afterwards afterwards_;
     const char *source_;
     int line_;
-    bool isByName_ = false;  // the scope has switched by ResetCredentialsByName
+    bool isByName_ = false;  // Become sets it while isSwitched_, which must follow, is initialised
     bool isSwitched_;
 };
 
